@@ -1,0 +1,21 @@
+// The diagnostic log and the console print. rfs_log composes a full line
+// (local-time prefix + message + newline rule) in a 1024-byte stack buffer and
+// hands it to the installed sink, if any; without a sink the line is dropped.
+#pragma once
+
+#include "rfs.h"
+
+namespace rfs {
+
+constexpr int kLogLineSize = 1024;
+
+int rfs_log(const char *fmt, ...) RFS_PRINTF(1, 2);
+void rfs_print(const char *fmt, ...) RFS_PRINTF(1, 2);
+
+// Print-flag toggle, installed for signal 34 by rfs_init.
+void toggle_print_flag(int signo);
+extern volatile int rfs_print_flag;
+
+void dump_search_param(const RfsSearchParam *p);
+
+} // namespace rfs

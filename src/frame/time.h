@@ -1,0 +1,37 @@
+// The three time representations: the packed 32-bit word stored on disk, the
+// host's 8-byte RfsDateTime, and microseconds since 1970 UTC in frame headers.
+#pragma once
+
+#include <cstdint>
+
+#include "rfs.h"
+
+namespace rfs {
+
+// (year - 2000) << 26 | month << 22 | day << 17 | hour << 12 | minute << 6 | second.
+// Packed words order in time as unsigned integers.
+using PackedTime = uint32_t;
+
+constexpr PackedTime kNoTimeYet = 0xFFFFFFFFu;
+
+// Fields are shifted as stored, without range checks or masking (32-bit wrap).
+PackedTime pack_time(const RfsDateTime &t);
+// Writes second..year; byte 0 of *out is left as it was.
+void unpack_time(PackedTime w, RfsDateTime *out);
+
+// Microseconds since 1970 UTC to broken-down UTC; byte 0 untouched. Returns 0.
+int usec_to_datetime(RfsDateTime *out, int64_t usec);
+
+// Local-zone conversions of the host clock, used by the seek look-back.
+int64_t local_datetime_to_time(const RfsDateTime &t); // normalises out-of-range fields
+void time_to_local_datetime(int64_t secs, RfsDateTime *out);
+RfsDateTime one_hour_back_local(const RfsDateTime &t);
+RfsDateTime start_of_day_local(const RfsDateTime &t);
+
+// Fields read as UTC: 2*t1 - t2 with t1 = local mktime of the fields and
+// t2 = local mktime of gmtime(t1), which cancels the zone offset.
+int64_t datetime_as_utc_seconds(const RfsDateTime &t);
+// Seconds to add to a UTC time to get local wall-clock time at that instant.
+int64_t local_zone_offset(int64_t utc_secs);
+
+} // namespace rfs
