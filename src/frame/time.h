@@ -31,7 +31,7 @@ RfsDateTime start_of_day_local(const RfsDateTime &t);
 // Fields read as UTC: 2*t1 - t2 with t1 = local mktime of the fields and
 // t2 = local mktime of gmtime(t1), which cancels the zone offset.
 int64_t datetime_as_utc_seconds(const RfsDateTime &t);
-// Seconds to add to a UTC time to get local wall-clock time at that instant.
-int64_t local_zone_offset(int64_t utc_secs);
+
+
 
 } // namespace rfs

@@ -1,0 +1,17 @@
+// Allocation hook for the library's own tables and lists. Production code
+// calls straight through to malloc/realloc; tests can make the N-th request
+// fail to walk the out-of-memory paths.
+#pragma once
+
+#include <cstddef>
+
+namespace rfs {
+
+void *rfs_malloc(size_t size);
+void *rfs_realloc(void *p, size_t size);
+
+// Fail the request that comes `after` further successful ones (0 = the next
+// one); a negative value switches failures off.
+void set_alloc_failure(long after);
+
+} // namespace rfs

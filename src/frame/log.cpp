@@ -1,0 +1,70 @@
+#include "frame/log.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+namespace rfs {
+
+volatile int rfs_print_flag = 5;
+
+namespace {
+rfs_log_sink_t g_log_sink = nullptr;
+void *g_log_sink_user = nullptr;
+
+int format_local_prefix(char *line) {
+    time_t now = time(nullptr);
+    struct tm local {};
+    localtime_r(&now, &local);
+    int n = snprintf(line, kLogLineSize, "[%04d-%02d-%02d %02d:%02d:%02d] ",
+                     local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                     local.tm_min, local.tm_sec);
+    return n < 0 ? 0 : n;
+}
+} // namespace
+
+int rfs_log(const char *fmt, ...) {
+    char line[kLogLineSize];
+    memset(line, 0, sizeof line);
+    int n = format_local_prefix(line);
+
+    va_list ap;
+    va_start(ap, fmt);
+    int r = vsnprintf(line + n, size_t(kLogLineSize - n), fmt, ap);
+    va_end(ap);
+    if (r < 0 || r >= kLogLineSize - n) r = -1; // truncated: the line keeps what fit
+
+    // A line that was truncated, or fills exactly 1023 characters, gets no newline.
+    if (r != -1 && n + r != kLogLineSize - 1 && n + r > 0 && line[n + r - 1] != '\n') {
+        line[n + r] = '\n';
+        line[n + r + 1] = '\0';
+    }
+    if (g_log_sink) g_log_sink(line, g_log_sink_user);
+    return r;
+}
+
+void rfs_print(const char *fmt, ...) {
+    va_list ap;
+    va_start(ap, fmt);
+    vfprintf(stdout, fmt, ap);
+    va_end(ap);
+}
+
+void toggle_print_flag(int) {
+    if (rfs_print_flag != 0) {
+        rfs_print_flag = 0;
+        rfs_print("rfs_print_flag = %d, print info\n", 0);
+    } else {
+        rfs_print_flag = 5;
+        rfs_print("rfs_print_flag = %d, don't print info\n", 5);
+    }
+}
+
+} // namespace rfs
+
+extern "C" RFS_API int rfs_set_log_sink(rfs_log_sink_t sink, void *user) {
+    rfs::g_log_sink = sink;
+    rfs::g_log_sink_user = user;
+    return 0;
+}

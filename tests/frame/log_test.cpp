@@ -1,0 +1,83 @@
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+
+#include "frame/log.h"
+#include "support/log_capture.h"
+
+using namespace rfs;
+
+TEST(Log, LineComposition) {
+    struct Case {
+        std::string message;
+        int result;
+        std::string expected_tail; // the end of the composed line
+    } cases[] = {
+        {"plain", 5, "plain\n"},
+        {"ends\n", 5, "ends\n"},
+        {"", 0, "] \n"},
+        {std::string(1001, 'a'), 1001, "aaaa"},   // fills 1023 characters: no newline
+        {std::string(1002, 'b'), -1, "bbbb"},     // truncated: no newline
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.message.size());
+        LogCapture log;
+        EXPECT_EQ(rfs_log("%s", c.message.c_str()), c.result);
+        ASSERT_EQ(log.lines().size(), 1u);
+        const std::string &line = log.lines()[0];
+        EXPECT_TRUE(std::regex_search(
+            line, std::regex(R"(^\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\] )")));
+        EXPECT_EQ(line.substr(line.size() - c.expected_tail.size()), c.expected_tail);
+        EXPECT_LE(line.size(), 1023u);
+    }
+}
+
+TEST(Log, SilentWithoutSink) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(rfs_log("nothing to see %d\n", 1), 17);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(Log, PrintFlagToggle) {
+    testing::internal::CaptureStdout();
+    toggle_print_flag(34);
+    toggle_print_flag(34);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "rfs_print_flag = 0, print info\nrfs_print_flag = 5, don't print info\n");
+    EXPECT_EQ(rfs_print_flag, 5);
+}
+
+TEST(Log, DumpSearchParam) {
+    uint8_t bits[2] = {0x81, 0x01};
+    uint64_t integrated[2] = {0x4100000003ull, 0x7ull};
+    struct Case {
+        int chn_cnt;
+        std::string channels;
+    } cases[] = {
+        {9, "chnCnt:9, chnBit:0x. ffffff81,1,\n"},
+        {1001, "chnCnt:1001, chnBit:0x. chn:count big to 1000, not show\n"},
+        {0, "chnCnt:0, chnBit:0x. "},
+    };
+    for (const Case &c : cases) {
+        RfsSearchParam p{};
+        p.data_type = 0;
+        p.search_type = 3;
+        p.record_type = 0x5;
+        p.start = {0, 1, 2, 3, 4, 5, 24};
+        p.end = {0, 59, 59, 23, 4, 5, 24};
+        p.chnCnt = c.chn_cnt;
+        p.chnBit = bits;
+        p.integratedRecType = integrated;
+        p.integratedRecTypeCount = 2;
+        testing::internal::CaptureStdout();
+        dump_search_param(&p);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(),
+                  "data_type:0, search_type:3, record_type:0x5, "
+                  "time:(24/5/4 3:2:1)-(24/5/4 23:59:59), " +
+                      c.channels + "integratedRecType(2):[0]0x3A " +
+                      std::string("[1]0x7\0 ", 8) + "\n");
+    }
+}
