@@ -48,4 +48,8 @@ int deal_with_index_error(DiskParamBlock *b, int p, int secondary_failed, int *f
 // NAS form: opens the two index files itself.
 int deal_with_index_error_nas(DiskParamBlock *b, int p, int secondary_failed, const char *path);
 
+// The form the storage mode asks for (fd is used in raw mode only).
+int recover_index_copy(DiskParamBlock *b, int p, int secondary_failed, int *fd,
+                       const char *path);
+
 } // namespace rfs

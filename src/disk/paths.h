@@ -20,6 +20,9 @@ constexpr int kIndexNameSize = 68;
 // data_file_size stands for a data area at 512 MiB.
 int64_t data_file_addr(const DiskParamBlock *b, int n);
 
+// "%s/index%d" into out (kIndexNameSize bytes); false when it does not fit.
+bool index_file_name(char *out, const char *path, int k);
+
 int open_data_file(const char *path, int flags, int n);
 // k: index copy 0..3, or -1 for the first of index0..index3 that opens (NAS).
 int open_index_file(const char *path, int flags, int k);
