@@ -55,8 +55,8 @@ struct DiskSpec {
   int files_per_partition = 16;
   bool nas = false;             // NAS directory (index0..3, file%d, label0) instead of a raw image
   bool labels = true;           // reserve a label area (raw: its offset is stored in the block)
-  bool headers_only = false;    // frames shrink to their 40-byte headers, pictures to 0 bytes;
-                                // the key-frame index and all records stay complete
+  bool headers_only = false;    // frames shrink to their 40-byte headers; the key-frame
+                                // index and all records stay complete
   bool keep_truth = true;       // keep per-event key frames and motion times (off for huge disks)
   uint64_t seed = 1;            // payload generator
   std::vector<uint8_t> index_flags;  // per partition, bit k = index copy k usable; missing: 0x0F
@@ -123,11 +123,16 @@ struct EventTruth {
   uint16_t stored_event_no = 0; // the event_no field as stored (differs when deliberately wrong)
   uint32_t stream_size = 0;     // bytes of frames on disk from data_start
   std::vector<KeyFrame> kframes;      // oldest first (empty when keep_truth is off)
-  std::vector<PackedTime> motion;     // times of the event's motion records, oldest first
-  // What stream() needs to rebuild the stored bytes.
+  std::vector<PackedTime> motion;     // times of its motion records (cells: motion_cells)
+  // What stream() needs to rebuild the stored bytes: frames first_frame ..
+  // first_frame + frame_count - 1 of a recording whose frame n is stamped
+  // origin_usec + n * 10^6 / fps; the event's frame closing_frame (counted
+  // from its first) is its closing key frame, -1 when the power cut came first.
   RecordOptions opts;
-  int64_t first_usec = 0;
+  int64_t origin_usec = 0;
+  uint32_t first_frame = 0;
   uint32_t frame_count = 0;
+  int32_t closing_frame = -1;
 };
 
 struct PictureOptions {
@@ -191,7 +196,10 @@ enum class Cut {
   WrongEventNo,      // as KeyFramesWritten, but the entry's event_no disagrees with its position
 };
 
-class Output;
+// The 72 bytes of motion cells (a 24 x 24 grid, bit c of byte c / 8) that
+// the recorder stores for channel chn at time t: three cells that move with time.
+std::array<uint8_t, 72> motion_cells(int chn, PackedTime t);
+
 class Writer;
 
 class Recorder {
