@@ -1,5 +1,6 @@
 #include "frames.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "records.h"
@@ -29,17 +30,31 @@ uint32_t pad8(uint32_t n) { return (n + 7) & ~7u; }
 
 }  // namespace
 
+// Payload bytes are windows into one block of noise made from the seed, so
+// large recordings cost a copy per frame; the first eight bytes also carry
+// the salt, which keeps every frame distinct.
 void fill_payload(uint8_t* out, size_t len, uint64_t seed, uint64_t salt) {
-  uint64_t state = seed * 0x100000001B3ull ^ salt;
-  size_t i = 0;
-  for (; i + 8 <= len; i += 8) {
-    const uint64_t v = splitmix(state);
-    std::memcpy(out + i, &v, 8);  // byte order is irrelevant for noise
+  constexpr size_t kNoise = 1 << 20;
+  static thread_local std::vector<uint8_t> noise;
+  static thread_local uint64_t noise_seed = 0;
+  if (noise.empty() || noise_seed != seed) {
+    noise.resize(2 * kNoise);  // doubled, so a window never wraps
+    uint64_t state = seed;
+    for (size_t i = 0; i < kNoise; i += 8) {
+      const uint64_t v = splitmix(state);
+      std::memcpy(&noise[i], &v, 8);  // byte order is irrelevant for noise
+    }
+    std::memcpy(&noise[kNoise], &noise[0], kNoise);
+    noise_seed = seed;
   }
-  if (i < len) {
-    const uint64_t v = splitmix(state);
-    std::memcpy(out + i, &v, len - i);
+  uint64_t mix = salt;
+  const size_t start = static_cast<size_t>(splitmix(mix) % kNoise);
+  for (size_t done = 0; done < len;) {
+    const size_t n = std::min(len - done, kNoise);
+    std::memcpy(out + done, &noise[start], n);
+    done += n;
   }
+  for (size_t i = 0; i < len && i < 8; ++i) out[i] ^= static_cast<uint8_t>(mix >> (8 * i));
 }
 
 StreamBuilder::StreamBuilder(const RecordOptions& o, uint16_t chn, uint64_t seed,
