@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs the build into a temporary prefix and builds a C host against it
+# twice: through pkg-config and through find_package(rfs).
+set -euo pipefail
+build_dir=$1
+source_dir=$(cd "$(dirname "$0")" && pwd)
+prefix=$(mktemp -d)
+trap 'rm -rf "$prefix"' EXIT
+
+cmake --install "$build_dir" --prefix "$prefix" >/dev/null
+libdir=$(dirname "$(find "$prefix" -name rfs.pc | head -n1)")/..
+export PKG_CONFIG_PATH=$libdir/pkgconfig
+cc -std=c11 -Wall -Wextra -Werror "$source_dir/consumer.c" -o "$prefix/consumer" \
+  $(pkg-config --cflags --libs rfs)
+LD_LIBRARY_PATH=$libdir "$prefix/consumer"
+
+mkdir -p "$prefix/cmake-host"
+cat > "$prefix/cmake-host/CMakeLists.txt" <<CMAKE
+cmake_minimum_required(VERSION 3.25)
+project(host C)
+find_package(rfs REQUIRED)
+add_executable(consumer $source_dir/consumer.c)
+target_link_libraries(consumer PRIVATE rfs::rfs)
+CMAKE
+cmake -S "$prefix/cmake-host" -B "$prefix/cmake-host/build" -G Ninja \
+  -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$prefix/cmake-host/build" >/dev/null
+LD_LIBRARY_PATH=$libdir "$prefix/cmake-host/build/consumer"
