@@ -1,0 +1,178 @@
+// Event collection into a search session.
+#include "search/collect.h"
+
+#include <algorithm>
+
+#include "disk/registry.h"
+#include "frame/alloc.h"
+#include "frame/log.h"
+#include "frame/state.h"
+#include "search/event_order.h"
+#include "search/scan.h"
+
+namespace rfs {
+
+namespace {
+
+constexpr int32_t kListInitial = 200;
+constexpr int32_t kListStep = 300;
+constexpr int32_t kMergedPerChannel = 84;
+constexpr int64_t kEventFloor = 100000; // the cap is max(this, 1440 per channel)
+
+int32_t initial_capacity(const RfsSearchParam &p) {
+    if (p.search_type != 2) return kListInitial;
+    int32_t selected = 0;
+    for (int c = 0; c < max_rec_chn; ++c)
+        if (channel_selected(p, uint32_t(c))) ++selected;
+    return std::max(kListInitial, kMergedPerChannel * selected);
+}
+
+void fill_event(RfsEvent &out, const ScanFile &f, int k, const uint8_t *e, uint16_t list_chn,
+                uint8_t handle, uint8_t pass) {
+    namespace ev = index_event_info;
+    out = RfsEvent{};
+    out.record_type = ev::type_mask(e);
+    out.list_chn = list_chn;
+    out.handle = handle;
+    out.record_id = uint32_t(f.disk->id) << 24 | uint32_t(f.partition & 0xFF) << 16 |
+                    uint32_t(f.index & 0xFFFF);
+    out.chn = index_file_info::chn(f.record);
+    // The two reserved bytes after event_no travel to the host uninterpreted.
+    out.stored_byte_a = e[ev::kEventNo + 2];
+    out.stored_byte_b = e[ev::kEventNo + 3];
+    out.status2 = ev::skip_flag(e) == 2;
+    out.group_half = pass;
+    unpack_time(ev::start_time(e), &out.start);
+    unpack_time(ev::end_time(e), &out.end);
+    out.data_start = ev::data_start(e);
+    out.data_size = ev::data_size(e);
+    out.iframe_index_end = ev::iframe_top(e);
+    out.iframe_index_begin = ev::last_iframe_pos(e);
+    out.stored_word28 = ev::moarea_start(e);
+    out.stored_word56 = ev::moarea_end(e);
+    out.event_id = uint16_t(k);
+}
+
+class Collector final : public ScanVisitor {
+  public:
+    Collector(uint32_t handle, const RfsSearchParam &p, int32_t *snapshot)
+        : s_(g_search[handle]), handle_(uint8_t(handle)), merged_(p.search_type == 2),
+          capacity_(initial_capacity(p)), limit_(int64_t(max_rec_chn) * 1440),
+          snapshot_(snapshot) {}
+
+    void start_pass(uint8_t pass) { pass_ = pass; }
+    void finish_pass();
+    bool on_file(const ScanFile &f) override;
+    int on_event(const ScanFile &f, int k, const uint8_t *e) override;
+
+  private:
+    int make_room(int c);
+
+    SearchSession &s_;
+    uint8_t handle_;
+    bool merged_;
+    int32_t capacity_;
+    int64_t limit_;
+    int32_t *snapshot_; // per list channel: records of the first pass
+    uint8_t pass_ = 0;
+    int64_t total_ = 0;
+    int list_chn_ = 0; // of the file being visited
+};
+
+bool Collector::on_file(const ScanFile &f) {
+    int chn = index_file_info::chn(f.record);
+    list_chn_ = merged_ ? 0 : chn;
+    // Channels beyond the ones the library was started with have no list.
+    if (list_chn_ >= max_rec_chn) return false;
+    rfs_log("chn:%d, buf_len:%d, data_len:%d\n", list_chn_, s_.buf_len[list_chn_],
+            s_.data_len[list_chn_]);
+    return true;
+}
+
+int Collector::make_room(int c) {
+    int32_t &cap = s_.buf_len[c];
+    int32_t len = s_.data_len[c];
+    if (cap > len) return 0;
+    // A list that cannot be had is an out-of-memory failure like a list that
+    // cannot grow: there is nowhere to store the event.
+    void *grown = cap == 0 ? rfs_malloc(size_t(capacity_) * sizeof(RfsEvent))
+                           : rfs_realloc(s_.event_list[c], size_t(cap + kListStep) * sizeof(RfsEvent));
+    if (!grown) {
+        rfs_log("realloc event buf err\n");
+        return RFS_ERR_NO_MEMORY;
+    }
+    s_.event_list[c] = static_cast<RfsEvent *>(grown);
+    if (cap == 0) {
+        cap = capacity_;
+        rfs_log("malloc:buf:%d, buf_len:%d, data_len:%d\n", c, cap, len);
+    } else {
+        cap += kListStep;
+        rfs_log("realloc:buf:%d, buf_len:%d, data_len:%d\n", c, cap, len);
+    }
+    return 0;
+}
+
+int Collector::on_event(const ScanFile &f, int k, const uint8_t *e) {
+    int c = list_chn_;
+    PackedTime start = index_event_info::start_time(e), end = index_event_info::end_time(e);
+    uint16_t chn = index_file_info::chn(f.record);
+    if (pass_ == 1 && event_is_covered(start, end, s_.event_list[c], snapshot_[c], chn))
+        return kScanNextEvent;
+    if (total_ >= kEventFloor && total_ >= limit_) {
+        rfs_log("event num oversize %d\n", int(limit_));
+        return kScanLeaveFile;
+    }
+    if (int r = make_room(c)) return r;
+    int32_t &len = s_.data_len[c];
+    if (start < s_.earliest_start || len == 0) s_.earliest_start = start;
+    if (end > s_.latest_end || len == 0) s_.latest_end = end;
+    s_.part_used[f.disk->id][f.partition] = 1;
+    fill_event(s_.event_list[c][len], f, k, e, uint16_t(c), handle_, pass_);
+    ++len;
+    ++total_;
+    return kScanNextEvent;
+}
+
+void Collector::finish_pass() {
+    for (int c = 0; c < max_rec_chn; ++c) {
+        snapshot_[c] = s_.data_len[c];
+        s_.event_cursor[c] = -1;
+        if (s_.data_len[c] > 0) sort_event_list(s_.event_list[c], s_.data_len[c]);
+    }
+}
+
+} // namespace
+
+int collect_events(uint32_t handle, const RfsSearchParam *param) {
+    ScanSettings settings;
+    settings.start = pack_time(param->start);
+    settings.end = pack_time(param->end);
+    settings.data_type = param->data_type;
+    settings.channel_filter = param;
+    settings.type_filter = param;
+    settings.skip_zero_length = param->skip_zero_length != 0;
+    dump_search_param(param);
+
+    MallocBuffer snapshot(size_t(max_rec_chn) * sizeof(int32_t), true);
+    if (!snapshot) {
+        rfs_log("malloc index_file_info err\n");
+        return RFS_ERR_NO_MEMORY;
+    }
+    ScanBuffers buffers;
+    if (int r = buffers.allocate(true)) return r;
+    dump_all_disks();
+
+    Collector collector(handle, *param, reinterpret_cast<int32_t *>(snapshot.data()));
+    for (uint8_t pass = 0; pass < 2; ++pass) {
+        settings.first_gfd = 32 * pass;
+        settings.last_gfd = settings.first_gfd + 31;
+        collector.start_pass(pass);
+        ScanResult r = run_scan(settings, buffers, collector);
+        if (r.code) return r.code;
+        if (r.ended_early) return 0; // lists stay as gathered, unsorted
+        collector.finish_pass();
+    }
+    return 0;
+}
+
+} // namespace rfs

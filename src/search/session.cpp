@@ -1,0 +1,34 @@
+#include "search/session.h"
+
+#include <cstdlib>
+
+namespace rfs {
+
+int claim_search_session(uint8_t data_type) {
+    for (int h = 0; h < kSearchSessions; ++h) {
+        SearchSession &s = g_search[h];
+        // Without its arrays (their allocation failed at start-up) a session
+        // cannot hold lists, so it is never handed out.
+        if (s.state != 0 || !s.event_list) continue;
+        s.state = data_type == 0 ? 1 : 2;
+        return h;
+    }
+    return -1;
+}
+
+void release_search_session(uint32_t handle) {
+    if (handle >= uint32_t(kSearchSessions)) return;
+    SearchSession &s = g_search[handle];
+    if (s.state == 0) return;
+    for (int c = 0; s.event_list && c < max_rec_chn; ++c) {
+        free(s.event_list[c]);
+        free(s.pic_list[c]);
+        s.event_list[c] = nullptr;
+        s.pic_list[c] = nullptr;
+        s.buf_len[c] = 0;
+        s.data_len[c] = 0;
+    }
+    s.state = 0;
+}
+
+} // namespace rfs
