@@ -1,0 +1,40 @@
+// Copy-on-write storage: the library may repair indexes and records, but the
+// disk image never changes. Real files are opened read-only; writes land in
+// memory in 4 KiB pages kept per file (by device and inode, so they outlive a
+// close and are shared by every descriptor on the same file), and later reads
+// see them. Only the pages written are held, so multi-GB sparse images cost
+// nothing until the library writes, and then only what it wrote.
+//
+// Writing beyond the end of a real file extends it in memory (the gap reads as
+// zeros). sync is a no-op in memory. A descriptor opened read-only refuses
+// writes (EBADF) and one opened write-only refuses reads, as a real file would.
+//
+// With write-through on (the command-line tool's --write), files are opened
+// with the asked flags and writes and syncs reach the real file; pages already
+// held in memory are updated too, so reads stay consistent.
+//
+// Paths that are disk aliases (disk_alias.h) are mapped back in open.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "storage_ops.h"
+
+namespace rfs_host {
+
+StorageOps overlay_ops();
+int install_overlay();
+
+void overlay_set_write_through(bool on);
+bool overlay_write_through();
+
+// How much the library changed: pages held in memory and bytes written.
+size_t overlay_page_count();
+uint64_t overlay_bytes_written();
+
+// Drops every page held in memory (a fresh look at the real files). Files
+// still open keep working and read the real contents again.
+void overlay_reset();
+
+} // namespace rfs_host
