@@ -2,11 +2,13 @@
 // bad state, mount every partition and publish the disk in its slot.
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "disk/mount_hooks.h"
 #include "disk/mount_internal.h"
 #include "disk/param.h"
 #include "disk/registry.h"
+#include "frame/alloc.h"
 #include "frame/log.h"
 #include "frame/state.h"
 
@@ -51,12 +53,14 @@ void take_marks(int id, const AddDiskOptions *opts) {
 // slot, never by the record's address, so nothing still points at it.
 disk_info_t *claim_slot(int id) {
     std::free(pg_disk_list[id]);
-    pg_disk_list[id] = static_cast<disk_info_t *>(std::calloc(1, sizeof(disk_info_t)));
-    if (!pg_disk_list[id]) {
+    pg_disk_list[id] = nullptr;
+    void *mem = rfs_malloc(sizeof(disk_info_t));
+    if (!mem) {
         rfs_log("malloc disk_info_t failed\n");
         return nullptr;
     }
     rfs_log("add_disk 522 NULL = pg_disk_list[id]\n");
+    pg_disk_list[id] = new (mem) disk_info_t{}; // all zero; freed with free()
     return pg_disk_list[id];
 }
 

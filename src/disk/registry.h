@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 #include "disk/layout.h"
 #include "frame/state.h"
@@ -22,6 +23,8 @@ struct disk_info_t {
     PartitionRecord partition[kMaxPartitions];
     LabelHead label_head;
 };
+// Allocated with rfs_malloc and released with free().
+static_assert(std::is_trivially_destructible_v<disk_info_t>);
 
 extern disk_info_t *pg_disk_list[kMaxDisks];
 

@@ -1,6 +1,7 @@
 // Mounting and unmounting through the public calls, and what a mount leaves
 // on disk when it repairs a disk or partition the recorder marked bad.
 #include "disk/registry.h"
+#include "frame/alloc.h"
 #include "disk_fixture.h"
 #include "fault_storage.h"
 #include "rfs.h"
@@ -78,6 +79,28 @@ TEST_F(DiskTest, RemoveAndAddCodes) {
     EXPECT_EQ(rfs::g_mark_a_disk + rfs::g_mark_b_disk, 0);
     EXPECT_TRUE(log.contains("disk group  not added, diskid = 7, gfd = 0"));
     EXPECT_TRUE(log.contains("remove_disk 875,pg_disk_list[id] = NULL;"));
+
+    ASSERT_EQ(rfs_add_disk(7, path.c_str(), 0, 0, nullptr), 0);
+    rfs::set_alloc_failure(0);
+    EXPECT_EQ(rfs_add_disk(7, path.c_str(), 0, 0, nullptr), RFS_ERR_NO_MEMORY);
+    EXPECT_TRUE(log.contains("malloc disk_info_t failed"));
+    EXPECT_EQ(pg_disk_list[7], nullptr);
+}
+
+TEST_F(DiskTest, DumpPrintsEveryPartitionsRecordAndPictureTimes) {
+    std::string path = make_disk(small_spec(), [](rec::Recorder &r) {
+        r.record(1, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:01:00"), rec::kTimed);
+        r.snapshot(1, rec::t("2026-03-01 10:00:30"), 1000);
+        return true;
+    });
+    ASSERT_EQ(rfs_add_disk(2, path.c_str(), 0, 0, nullptr), 0);
+    testing::internal::CaptureStdout();
+    rfs::dump_all_disks();
+    std::fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "all disk rec:\ndisk:2, " + path +
+                  "\n    part:0 (26/3/1 10:0:0)-(26/3/1 10:1:0)\n"
+                  "    part:0 (26/3/1 10:0:30)-(26/3/1 10:0:30)\n");
 }
 
 // Blocks the mount refuses before anything is written; a disk already in the
