@@ -141,6 +141,7 @@ const EventTruth& Writer::record_interrupted(int chn, PackedTime start, PackedTi
   const int64_t secs = packed_to_unix(until) - packed_to_unix(start);
   if (secs < 0) throw std::invalid_argument("the cut comes before the start");
   const int64_t last_frame = how == Cut::NoKeyFrameYet ? -1 : secs * o.fps;
+  interrupted_ = true;
   auto made = record_span(chn, start, last_frame, type_mask, o, &how);
   chan_last_usec_[chn] = INT64_MAX;  // the channel stopped with the power: nothing follows
 

@@ -92,6 +92,7 @@ void Writer::close_file(DataFile& f) {
 
 void Writer::finish() {
   check_open();
+  if (interrupted_) throw std::logic_error("an interrupted event needs power_loss(), not finish()");
   for (auto& [chn, f] : chan_file_) close_file(*f);
   chan_file_.clear();
   if (pic_file_) close_file(*pic_file_);

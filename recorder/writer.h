@@ -115,6 +115,7 @@ class Writer {
   uint32_t sequence_ = 0;
   uint8_t disk_state_ = 0;
   bool done_ = false;
+  bool interrupted_ = false;  // record_interrupted was used
 };
 
 }  // namespace rec

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -33,10 +34,34 @@ class File {
   }
   uint32_t u32(uint64_t off) const { return le32(read(off, 4).data()); }
   uint64_t size() const { return static_cast<uint64_t>(::lseek(fd_, 0, SEEK_END)); }
+  // The ranges that hold data; the rest of a sparse file reads as zeros.
+  std::vector<std::pair<uint64_t, uint64_t>> extents() const {
+    std::vector<std::pair<uint64_t, uint64_t>> out;
+    for (off_t pos = 0;;) {
+      const off_t data = ::lseek(fd_, pos, SEEK_DATA);
+      if (data < 0) break;
+      pos = ::lseek(fd_, data, SEEK_HOLE);
+      out.emplace_back(data, pos);
+    }
+    return out;
+  }
 
  private:
   int fd_;
 };
+
+// Two sparse files hold the same bytes: compare every data range of either.
+inline bool same_bytes(const std::string& a, const std::string& b) {
+  File fa(a), fb(b);
+  if (fa.size() != fb.size()) return false;
+  for (const File* f : {&fa, &fb})
+    for (auto [from, to] : f->extents())
+      for (uint64_t off = from; off < to; off += 1 << 20) {
+        const size_t n = static_cast<size_t>(std::min<uint64_t>(to - off, 1 << 20));
+        if (fa.read(off, n) != fb.read(off, n)) return false;
+      }
+  return true;
+}
 
 struct Block {
   std::vector<uint8_t> b;
