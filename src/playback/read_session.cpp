@@ -1,0 +1,81 @@
+// The 64 read sessions: claiming and releasing a slot, and the data file a
+// session has open.
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "disk/paths.h"
+#include "disk/registry.h"
+#include "frame/log.h"
+#include "frame/storage.h"
+#include "playback/read_internal.h"
+
+namespace rfs {
+
+namespace {
+int disk_of(uint32_t record_id) { return int(record_id >> 24); }
+int part_of(uint32_t record_id) { return int((record_id >> 16) & 0xFF); }
+int file_of(uint32_t record_id) { return int(record_id & 0xFFFF); }
+} // namespace
+
+void switch_data_file(ReadSession &s, uint32_t record_id) {
+    uint32_t old = s.record_id;
+    rfs_log("pre_record_id:[%d:%d:%d], now:[%d:%d:%d], pre_data_fd:%d, pre_iframe_fd:%d\n",
+            disk_of(old), part_of(old), file_of(old), disk_of(record_id), part_of(record_id),
+            file_of(record_id), s.iframe_fd, s.iframe_fd);
+    if (s.record_id == record_id) return;
+    if (s.iframe_fd >= 0) storage_close(s.iframe_fd);
+    s.iframe_fd = -1;
+    s.record_id = record_id;
+}
+
+// An event names its partition and data file by number; both must exist on
+// the mounted disk before they are used to index its tables or to compute a
+// device address.
+disk_info_t *data_file_disk(uint32_t record_id) {
+    disk_info_t *d = mounted_disk(disk_of(record_id));
+    int p = part_of(record_id);
+    if (!d || p >= d->param.part_count() || p >= kMaxPartitions) return nullptr;
+    return file_of(record_id) < d->partition[p].file_nr() ? d : nullptr;
+}
+
+uint64_t data_file_base(const disk_info_t &d, uint32_t record_id) {
+    if (nas_mode()) return 0;
+    int p = part_of(record_id);
+    return d.param.part_base(p) + uint64_t(data_file_addr(&d.param, file_of(record_id)));
+}
+
+int read_with_errno(int fd, void *buf, uint32_t len, uint64_t pos, int *err) {
+    errno = 0;
+    int got = storage_read(fd, buf, len, pos);
+    *err = errno;
+    return got;
+}
+
+} // namespace rfs
+
+using namespace rfs;
+
+extern "C" RFS_API int rfs_read_start(int chn) {
+    for (int rd = 0; rd < kReadSessions; ++rd) {
+        if (g_read_session[rd].in_use) continue;
+        g_read_session[rd].in_use = 1;
+        g_read_session[rd].chn = chn;
+        return rd;
+    }
+    return RFS_ERR_NO_READ_SESSION;
+}
+
+extern "C" RFS_API int rfs_read_stop(int rd) {
+    if (unsigned(rd) > unsigned(kReadSessions - 1)) {
+        rfs_log("invalid param\n");
+        return RFS_ERR_HANDLE;
+    }
+    ReadSession &s = g_read_session[rd];
+    if (!s.in_use) return 0;
+    if (s.iframe_fd >= 0) storage_close(s.iframe_fd);
+    std::free(s.index_cache);
+    std::memset(&s, 0, sizeof s);
+    s.iframe_fd = -1;
+    return 0;
+}
