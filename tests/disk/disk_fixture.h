@@ -69,3 +69,12 @@ class DiskTest : public ::testing::Test {
 };
 
 std::vector<uint8_t> le32(uint32_t v);
+
+// A small disk: four data files a partition (a NAS disk has one partition).
+inline rec::DiskSpec small_spec(int partitions = 1, bool nas = false) {
+    rec::DiskSpec spec;
+    spec.partitions = partitions;
+    spec.files_per_partition = 4;
+    spec.nas = nas;
+    return spec;
+}

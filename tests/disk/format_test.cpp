@@ -25,9 +25,7 @@ std::string find_message(const LogCapture &log, const std::string &start) {
 } // namespace
 
 TEST_F(DiskTest, FormatCheckTableLogsTheExactLine) {
-    rec::DiskSpec spec;
-    spec.files_per_partition = 4;
-    std::string path = make_disk(spec);
+    std::string path = make_disk(small_spec());
     const rfs::DiskParamBlock good = block_in(real());
     const std::string ok_tail = ",magic:1936091985==1936091985, version:(5/1)-(5/1)\n";
     struct Case {
@@ -81,8 +79,7 @@ TEST_F(DiskTest, FormatCheckRefusesMissingAndTruncatedDisks) {
 }
 
 TEST_F(DiskTest, SizeReportsSkipBadPartitionsAndRefuseBadIds) {
-    rec::DiskSpec spec;
-    spec.partitions = 2;
+    rec::DiskSpec spec = small_spec(2);
     spec.files_per_partition = 6;
     spec.data_file_size = rec::kFile512M;
     std::string path = make_disk(spec, [](rec::Recorder &r) {
@@ -114,10 +111,7 @@ TEST_F(DiskTest, SizeReportsSkipBadPartitionsAndRefuseBadIds) {
 }
 
 TEST_F(DiskTest, NasBlockWriteReachesEveryIndexFileThatOpens) {
-    rec::DiskSpec spec;
-    spec.files_per_partition = 2;
-    spec.nas = true;
-    std::string path = make_disk(spec);
+    std::string path = make_disk(small_spec(1, true));
     use_nas(true);
     struct Case { std::vector<int> closed; bool none_written; };
     for (const Case &c : {Case{{0, 1, 3}, false}, Case{{0, 1, 2, 3}, true}}) {

@@ -10,13 +10,6 @@ using rfs::pg_disk_list;
 
 namespace {
 
-rec::DiskSpec small_spec(int partitions = 1) {
-    rec::DiskSpec spec;
-    spec.partitions = partitions;
-    spec.files_per_partition = 4;
-    return spec;
-}
-
 uint8_t part_state_at(const std::vector<uint8_t> &rec) { return rec.at(10); }
 
 } // namespace
@@ -145,9 +138,7 @@ TEST_F(DiskTest, BadDiskStateIsResetOnEveryCopyAndPartitionStateOnThePrimary) {
 }
 
 TEST_F(DiskTest, NasMountResetsTheBlockInAllFourIndexFiles) {
-    rec::DiskSpec spec = small_spec();
-    spec.nas = true;
-    std::string path = make_disk(spec, [](rec::Recorder &r) {
+    std::string path = make_disk(small_spec(1, true), [](rec::Recorder &r) {
         r.set_disk_state(4);
         return true;
     });
