@@ -1,26 +1,71 @@
 // rfs: command-line access to recorder disks.
 #include <cstdio>
 #include <cstring>
+#include <exception>
 
-#include "rfs.h"
+#include "commands.h"
+#include "console.h"
+#include "errors.h"
 
 namespace {
-const char kUsage[] =
-    "usage: rfs <command> [options]\n"
-    "\n"
-    "  --version   print the library and disk-format version\n"
-    "  --help      show this text\n";
+
+struct Command {
+    const char *name;
+    int (*run)(const std::vector<std::string> &words);
+    const char *summary;
+};
+
+const Command kCommands[] = {
+    {"info", cli::run_info, "format, size, partitions and time ranges of disks"},
+    {"ls", cli::run_ls, "list recorded events by channel, time and type"},
+    {"export", cli::run_export, "write one channel's stored stream to a file"},
+    {"demo", cli::run_demo, "make an example disk and play it back, checking every byte"},
+    {"mkdisk", cli::run_mkdisk, "write a disk from a recorder scenario (JSON)"},
+};
+
+void print_usage(FILE *to) {
+    fputs("usage: rfs <command> [options]   (rfs <command> --help for its options)\n\n", to);
+    for (const Command &c : kCommands) fprintf(to, "  %-8s %s\n", c.name, c.summary);
+    fputs("\n  --version  print the tool and disk-format version\n"
+          "  --help     show this text\n\n"
+          "A DISK is a raw image file or a NAS folder. The tool never writes to a disk\n"
+          "unless --write is given. Exit codes: 0 success, 1 failure, 2 bad command line.\n",
+          to);
+}
+
+const Command *find_command(const char *name) {
+    for (const Command &c : kCommands)
+        if (!strcmp(c.name, name)) return &c;
+    return nullptr;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
-    if (argc < 2 || !strcmp(argv[1], "--help") || !strcmp(argv[1], "-h")) {
-        fputs(kUsage, stdout);
-        return argc < 2 ? 2 : 0;
+    if (argc < 2) {
+        print_usage(stderr);
+        return cli::kExitUsage;
     }
-    if (!strcmp(argv[1], "--version")) {
-        printf("rfs 5.1.0 (disk format 5.1)\n");
+    if (!strcmp(argv[1], "--help") || !strcmp(argv[1], "-h")) {
+        print_usage(stdout);
         return 0;
     }
-    fprintf(stderr, "rfs: unknown command '%s' (try --help)\n", argv[1]);
-    return 2;
+    if (!strcmp(argv[1], "--version")) {
+        printf("rfs %s (disk format 5.1)\n", RFS_TOOL_VERSION);
+        return 0;
+    }
+    const Command *command = find_command(argv[1]);
+    if (!command) {
+        fprintf(stderr, "rfs: unknown command '%s' (try rfs --help)\n", argv[1]);
+        return cli::kExitUsage;
+    }
+    try {
+        return command->run(std::vector<std::string>(argv + 2, argv + argc));
+    } catch (const cli::UsageError &e) {
+        fprintf(stderr, "rfs %s: %s (try rfs %s --help)\n", command->name, e.what(), command->name);
+        return cli::kExitUsage;
+    } catch (const std::exception &e) {
+        fprintf(stderr, "rfs %s: %s\n", command->name, e.what());
+        return cli::kExitFailure;
+    }
 }

@@ -1,0 +1,165 @@
+// rfs info DISK...: format, size, partitions and what the disks hold.
+#include <algorithm>
+#include <cinttypes>
+
+#include "args.h"
+#include "commands.h"
+#include "console.h"
+#include "disk_layout.h"
+#include "disks.h"
+#include "event_search.h"
+#include "json_out.h"
+#include "overlay_storage.h"
+#include "selection.h"
+#include "time_text.h"
+
+namespace cli {
+
+namespace {
+
+const char kUsage[] =
+    "usage: rfs info DISK... [--json] [--write] [--verbose]\n"
+    "\n"
+    "Mounts the disks and shows, for each, the format check, the size and free\n"
+    "space, and every partition with its state and its recording and picture\n"
+    "time ranges; then the time range and channels of all recordings.\n"
+    "A folder is a NAS disk, a file a raw image.\n"
+    "\n"
+    "  --json      one JSON document on stdout\n"
+    "  --write     let the library's repairs reach the disk (default: kept in memory)\n"
+    "  --verbose   library log lines on stderr\n";
+
+struct DiskSize {
+    uint32_t total_mb = 0, free_mb = 0;
+    uint8_t fs_type = 0;
+    int data_file_size = 0;
+};
+
+DiskSize disk_size(int id) {
+    DiskSize size;
+    rfs_get_disk_size(id, &size.total_mb, &size.free_mb, &size.fs_type);
+    size.data_file_size = rfs_get_data_file_size(id);
+    return size;
+}
+
+// What all mounted disks hold: the span of their partitions' record time
+// ranges and the channels a search over all time finds events on.
+struct Holdings {
+    uint32_t start = 0, end = 0; // packed, 0 = no recordings
+    std::vector<int> channels;
+};
+
+Holdings holdings(const MountedDisks &disks) {
+    Holdings h;
+    for (int id = 0; id < disks.count(); ++id)
+        for (const PartitionView &p : read_disk_view(disks.alias(id), disks.nas()).partitions) {
+            if (!p.readable || p.record_start == 0) continue;
+            h.start = h.start == 0 ? p.record_start : std::min(h.start, p.record_start);
+            h.end = std::max(h.end, p.record_end);
+        }
+    EventSearch search({all_channels(), earliest_time(), latest_time(), ~0ull});
+    for (int c = 0; c < kMaxChannels; ++c)
+        if (!search.events(c).empty()) h.channels.push_back(c);
+    return h;
+}
+
+// "0-3,7"
+std::string channel_ranges(const std::vector<int> &channels) {
+    std::string text;
+    for (size_t i = 0; i < channels.size();) {
+        size_t j = i;
+        while (j + 1 < channels.size() && channels[j + 1] == channels[j] + 1) ++j;
+        text += (text.empty() ? "" : ",") + std::to_string(channels[i]);
+        if (j > i) text += "-" + std::to_string(channels[j]);
+        i = j + 1;
+    }
+    return text.empty() ? "none" : text;
+}
+
+std::string repairs_text(bool write) {
+    uint64_t bytes = rfs_host::overlay_bytes_written();
+    if (bytes == 0) return "none: the disk was left clean";
+    std::string text = std::to_string(bytes) + " bytes changed by the library at mount";
+    return text + (write ? ", written to the disk" : ", kept in memory (--write stores them)");
+}
+
+void show_partitions(const DiskView &view) {
+    FILE *o = out();
+    fprintf(o, "    part  state  repair  files  free  recordings                                  pictures\n");
+    for (const PartitionView &p : view.partitions) {
+        if (!p.readable) {
+            fprintf(o, "    %4d  no readable partition record (index copy %d)\n", p.index, p.copy);
+            continue;
+        }
+        fprintf(o, "    %4d  %-5s  %-6s  %5u  %4u  %s .. %-19s  %s .. %s\n", p.index, p.state >= 2 ? "bad" : "ok",
+                p.repair_flag == 1 ? "yes" : "no", p.file_nr, p.free_file_nr, packed_time_text(p.record_start).c_str(),
+                packed_time_text(p.record_end).c_str(), packed_time_text(p.picture_start).c_str(),
+                packed_time_text(p.picture_end).c_str());
+    }
+}
+
+void show_disk(const MountedDisks &disks, int id) {
+    FILE *o = out();
+    DiskSize size = disk_size(id);
+    DiskView view = read_disk_view(disks.alias(id), disks.nas());
+    fprintf(o, "disk %d  %s  (%s)\n", id, disks.path(id).c_str(), disks.nas() ? "NAS folder" : "raw image");
+    fprintf(o, "  format      valid rfs 5.1, file system type %u, disk state %u\n", size.fs_type, view.disk_state);
+    fprintf(o, "  size        %" PRIu32 " MB, free %" PRIu32 " MB, data files of %d MiB\n", size.total_mb,
+            size.free_mb, int(uint32_t(size.data_file_size) >> 20));
+    fprintf(o, "  partitions  %u\n", view.part_count);
+    show_partitions(view);
+}
+
+nlohmann::json disk_json(const MountedDisks &disks, int id) {
+    DiskSize size = disk_size(id);
+    DiskView view = read_disk_view(disks.alias(id), disks.nas());
+    return {{"disk", id},
+            {"path", disks.path(id)},
+            {"kind", disks.nas() ? "nas" : "raw"},
+            {"format_valid", true},
+            {"fs_type", size.fs_type},
+            {"disk_state", view.disk_state},
+            {"total_mb", size.total_mb},
+            {"free_mb", size.free_mb},
+            {"data_file_size", uint32_t(size.data_file_size)},
+            {"partitions", partitions_json(view)}};
+}
+
+void show_info_json(const MountedDisks &disks) {
+    nlohmann::json doc;
+    doc["disks"] = nlohmann::json::array();
+    for (int id = 0; id < disks.count(); ++id) doc["disks"].push_back(disk_json(disks, id));
+    Holdings h = holdings(disks);
+    auto time = [](uint32_t t) { return t ? nlohmann::json(packed_time_text(t)) : nlohmann::json(nullptr); };
+    doc["recordings"] = {{"start", time(h.start)}, {"end", time(h.end)}, {"channels", h.channels}};
+    doc["repaired_bytes"] = rfs_host::overlay_bytes_written();
+    doc["repairs_written"] = disks.write();
+    print_json(doc);
+}
+
+} // namespace
+
+void show_info(const MountedDisks &disks) {
+    for (int id = 0; id < disks.count(); ++id) show_disk(disks, id);
+    Holdings h = holdings(disks);
+    FILE *o = out();
+    if (h.end == 0)
+        fprintf(o, "recordings    none\n");
+    else
+        fprintf(o, "recordings    %s .. %s\n", packed_time_text(h.start).c_str(), packed_time_text(h.end).c_str());
+    fprintf(o, "channels      %s\n", channel_ranges(h.channels).c_str());
+    fprintf(o, "repairs       %s\n", repairs_text(disks.write()).c_str());
+}
+
+int run_info(const std::vector<std::string> &words) {
+    Args args(words, {{"--json"}, {"--write"}, {"--verbose"}});
+    if (args.help()) return show_usage(kUsage);
+    MountedDisks disks(args.positional(), {args.has("--write"), args.has("--verbose")});
+    if (args.has("--json"))
+        show_info_json(disks);
+    else
+        show_info(disks);
+    return 0;
+}
+
+} // namespace cli

@@ -1,0 +1,56 @@
+#include "console.h"
+
+#include <algorithm>
+#include <fcntl.h>
+#include <string>
+#include <unistd.h>
+
+namespace cli {
+
+namespace {
+FILE *g_out = nullptr;
+} // namespace
+
+FILE *out() { return g_out ? g_out : stdout; }
+
+void divert_library_output(bool verbose) {
+    if (g_out) return;
+    fflush(stdout);
+    int real_stdout = dup(STDOUT_FILENO);
+    FILE *stream = real_stdout >= 0 ? fdopen(real_stdout, "w") : nullptr;
+    int sink = verbose ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY);
+    if (!stream || sink < 0) {
+        if (stream) fclose(stream);
+        if (sink >= 0) close(sink);
+        return; // keep the shared stdout rather than lose the tool's output
+    }
+    dup2(sink, STDOUT_FILENO);
+    close(sink);
+    g_out = stream;
+}
+
+int show_usage(const char *text) {
+    fputs(text, out());
+    return 0;
+}
+
+Progress::Progress(const char *label, uint64_t total)
+    : label_(label), total_(std::max<uint64_t>(total, 1)), shown_(isatty(STDERR_FILENO)) {}
+
+Progress::~Progress() {
+    if (shown_ && drawn_percent_ >= 0) fputs("\n", stderr);
+}
+
+void Progress::update(uint64_t done) {
+    if (!shown_) return;
+    int percent = int(std::min<uint64_t>(done * 100 / total_, 100));
+    if (percent == drawn_percent_) return;
+    drawn_percent_ = percent;
+    constexpr int kWidth = 30;
+    std::string bar(size_t(percent * kWidth / 100), '#');
+    bar.resize(kWidth, ' ');
+    fprintf(stderr, "\r%s [%s] %3d%%", label_, bar.c_str(), percent);
+    fflush(stderr);
+}
+
+} // namespace cli

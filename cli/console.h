@@ -1,0 +1,35 @@
+// Where the tool writes. Listings, reports and JSON go to out(), a stream on
+// the process's real standard output. The library prints a few diagnostic
+// dumps straight to standard output; divert_library_output() points that
+// descriptor at stderr (--verbose) or /dev/null so they never mix with what a
+// script reads.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+namespace cli {
+
+FILE *out();
+void divert_library_output(bool verbose);
+
+// Prints a command's help text to out(); returns the exit code 0.
+int show_usage(const char *text);
+
+// A one-line progress bar on stderr, drawn only when stderr is a terminal.
+class Progress {
+  public:
+    Progress(const char *label, uint64_t total);
+    ~Progress();
+    Progress(const Progress &) = delete;
+    Progress &operator=(const Progress &) = delete;
+    void update(uint64_t done);
+
+  private:
+    const char *label_;
+    uint64_t total_;
+    bool shown_;
+    int drawn_percent_ = -1;
+};
+
+} // namespace cli

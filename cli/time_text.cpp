@@ -1,0 +1,72 @@
+#include "time_text.h"
+
+#include <cstdio>
+
+#include "errors.h"
+
+namespace cli {
+
+namespace {
+
+bool leap(int year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
+
+int days_in_month(int year, int month) {
+    static const int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    return month == 2 && leap(year) ? 29 : kDays[month - 1];
+}
+
+bool valid(int y, int mo, int d, int h, int mi, int s) {
+    return y >= 2000 && y <= 2063 && mo >= 1 && mo <= 12 && d >= 1 && d <= days_in_month(y, mo) &&
+           h >= 0 && h < 24 && mi >= 0 && mi < 60 && s >= 0 && s < 60;
+}
+
+// '0' in the shape stands for a digit; every other character must match.
+bool has_shape(const std::string &text, const std::string &shape) {
+    if (text.size() != shape.size()) return false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        bool digit = text[i] >= '0' && text[i] <= '9';
+        if (shape[i] == '0' ? !digit : text[i] != shape[i]) return false;
+    }
+    return true;
+}
+
+} // namespace
+
+RfsDateTime make_time(int year, int month, int day, int hour, int minute, int second) {
+    RfsDateTime t{};
+    t.year = uint16_t(year - 2000);
+    t.month = uint8_t(month);
+    t.day = uint8_t(day);
+    t.hour = uint8_t(hour);
+    t.minute = uint8_t(minute);
+    t.second = uint8_t(second);
+    return t;
+}
+
+RfsDateTime parse_time_text(const std::string &text, DateOnly date_only) {
+    int y = 0, mo = 0, d = 0, h = 0, mi = 0, s = 0;
+    bool whole = has_shape(text, "0000-00-00 00:00:00") &&
+                 sscanf(text.c_str(), "%d-%d-%d %d:%d:%d", &y, &mo, &d, &h, &mi, &s) == 6;
+    bool day_only = has_shape(text, "0000-00-00") && sscanf(text.c_str(), "%d-%d-%d", &y, &mo, &d) == 3;
+    if (day_only && date_only == DateOnly::EndOfDay) h = 23, mi = 59, s = 59;
+    if ((!whole && !day_only) || !valid(y, mo, d, h, mi, s))
+        throw UsageError("bad time '" + text + "' (want YYYY-MM-DD HH:MM:SS, years 2000 to 2063)");
+    return make_time(y, mo, d, h, mi, s);
+}
+
+std::string time_text(const RfsDateTime &t) {
+    char text[32];
+    snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", t.year + 2000, t.month, t.day, t.hour,
+             t.minute, t.second);
+    return text;
+}
+
+uint32_t packed(const RfsDateTime &t) {
+    return uint32_t(t.year) << 26 | uint32_t(t.month) << 22 | uint32_t(t.day) << 17 |
+           uint32_t(t.hour) << 12 | uint32_t(t.minute) << 6 | t.second;
+}
+
+RfsDateTime earliest_time() { return make_time(2000, 1, 1, 0, 0, 0); }
+RfsDateTime latest_time() { return make_time(2063, 12, 31, 23, 59, 59); }
+
+} // namespace cli

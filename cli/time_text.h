@@ -1,0 +1,30 @@
+// Times as the user types and reads them: "YYYY-MM-DD HH:MM:SS", the wall
+// clock the recorder stored, with no zone conversion in either direction.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "rfs.h"
+
+namespace cli {
+
+enum class DateOnly { StartOfDay, EndOfDay };
+
+// Parses "YYYY-MM-DD HH:MM:SS", or "YYYY-MM-DD" alone, which means 00:00:00 or
+// 23:59:59 of that day as `date_only` says. Years 2000..2063 (the recorder's
+// range). Throws UsageError naming the text.
+RfsDateTime parse_time_text(const std::string &text, DateOnly date_only = DateOnly::StartOfDay);
+
+std::string time_text(const RfsDateTime &t);
+
+// The recorder's packed word: ordered like the time it stands for.
+uint32_t packed(const RfsDateTime &t);
+
+RfsDateTime make_time(int year, int month, int day, int hour, int minute, int second);
+
+// The first and last second the recorder can store.
+RfsDateTime earliest_time();
+RfsDateTime latest_time();
+
+} // namespace cli
