@@ -75,16 +75,20 @@ void heading(int step, const char *text) { fprintf(out(), "\n%d. %s\n", step, te
 void show_written(const DemoDisk &disk, const std::string &image) {
     const rec::Recorder &r = *disk.recorder;
     heading(1, "The recorder simulator wrote a disk");
-    fprintf(out(), "   %s: a raw image, %zu events on %d channels over two days, %zu snapshot, %zu label\n",
+    fprintf(out(), "   %s: a raw image, %zu events on %d channels (the ready demo scenario), %zu snapshots, %zu labels\n",
             image.c_str(), r.events().size(), disk.channels, r.pictures().size(), r.labels().size());
 }
 
-void show_seek(const RfsEvent &ev, const DemoPlan &plan) {
+void show_seek(const RfsEvent &ev, const DemoDisk &disk, const DemoPlan &plan) {
     heading(4, "Seek into an event");
-    fprintf(out(),
-            "   channel %d at %s lies in the event %s .. %s;\n"
-            "   playback starts at the key frame at or before that moment.\n",
-            plan.chn, plan.moment.c_str(), time_text(ev.start).c_str(), time_text(ev.end).c_str());
+    fprintf(out(), "   channel %d at %s lies in the event %s .. %s.\n", plan.chn, plan.moment.c_str(),
+            time_text(ev.start).c_str(), time_text(ev.end).c_str());
+    const rec::KeyFrame *kf = key_frame_at(*disk.played, rec::t(plan.moment));
+    if (!kf) return;
+    bool has_ref = kf->ref_length != 0 && kf->ref_offset != kf->offset;
+    fprintf(out(), "   Playback starts at the key frame at or before it, %s ('%c'%s).\n",
+            rec::format_time(kf->time).c_str(), kf->type,
+            has_ref ? ", delivered after the reference frame it needs" : "");
 }
 
 bool check_clip(const DemoDisk &disk, const DemoPlan &plan, const std::string &clip) {
@@ -140,7 +144,7 @@ int run_demo(const std::vector<std::string> &words) {
         RfsDateTime day_start = parse_time_text(plan.day), day_end = parse_time_text(plan.day, DateOnly::EndOfDay);
         EventSearch day({{plan.chn}, day_start, day_end, ~0ull});
         show_events(day.all_events());
-        show_seek(day.event_at(plan.chn, parse_time_text(plan.moment)), plan);
+        show_seek(day.event_at(plan.chn, parse_time_text(plan.moment)), disk, plan);
 
         heading(5, "Export a short clip (rfs export --at)");
         RfsDateTime moment = parse_time_text(plan.moment);

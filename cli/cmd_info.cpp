@@ -78,7 +78,7 @@ std::string channel_ranges(const std::vector<int> &channels) {
 
 std::string repairs_text(bool write) {
     uint64_t bytes = rfs_host::overlay_bytes_written();
-    if (bytes == 0) return "none: the disk was left clean";
+    if (bytes == 0) return "none: the library changed nothing at mount";
     std::string text = std::to_string(bytes) + " bytes changed by the library at mount";
     return text + (write ? ", written to the disk" : ", kept in memory (--write stores them)");
 }

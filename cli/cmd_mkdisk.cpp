@@ -1,9 +1,59 @@
-// rfs mkdisk: placeholder until the recorder's scenario reader lands.
+// rfs mkdisk: writes the disk a recorder scenario (JSON) describes.
+#include <chrono>
+#include <fstream>
+#include <optional>
+#include <sstream>
+
+#include "args.h"
 #include "commands.h"
+#include "console.h"
 #include "errors.h"
+#include "scenario.h"
 
 namespace cli {
 
-int run_mkdisk(const std::vector<std::string> &) { throw ToolError("mkdisk is not available yet"); }
+namespace {
+
+const char kUsage[] =
+    "usage: rfs mkdisk SCENARIO.json OUT.img\n"
+    "       rfs mkdisk SCENARIO.json --nas DIR\n"
+    "\n"
+    "Runs a recorder scenario with the recorder simulator and writes the disk:\n"
+    "a sparse raw image, or a NAS folder (index0..3, file%d, label0).\n"
+    "Ready scenarios live in recorder/scenarios/.\n"
+    "\n"
+    "  --nas DIR   write a NAS folder instead of a raw image\n";
+
+std::string read_text(const std::string &path) {
+    std::ifstream in(path);
+    if (!in) throw ToolError("cannot read " + path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+} // namespace
+
+int run_mkdisk(const std::vector<std::string> &words) {
+    Args args(words, {{"--nas", true}});
+    if (args.help()) return show_usage(kUsage);
+    const auto &pos = args.positional();
+    bool nas = args.has("--nas");
+    if (pos.size() != (nas ? 1u : 2u)) throw UsageError("give a scenario and either OUT.img or --nas DIR");
+    const std::string target = nas ? args.value("--nas") : pos[1];
+    const std::string scenario = read_text(pos[0]);
+    auto started = std::chrono::steady_clock::now();
+    std::unique_ptr<rec::Recorder> r;
+    try {
+        r = rec::run_scenario(scenario, target, nas ? std::optional<bool>(true) : std::nullopt);
+    } catch (const std::invalid_argument &e) {
+        throw ToolError(pos[0] + ": " + e.what());
+    }
+    double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count();
+    fprintf(out(), "%s: %s with %zu events, %zu pictures, %zu labels (%.0f ms)\n", target.c_str(),
+            r->spec().nas ? "NAS folder" : "raw image", r->events().size(), r->pictures().size(),
+            r->labels().size(), ms);
+    return 0;
+}
 
 } // namespace cli

@@ -1,5 +1,5 @@
-// The demo's example: a recorder's small mixed day written by the recorder
-// simulator, which keeps the truth of every byte it stored.
+// The demo's example: the ready demo scenario (a small mixed disk) written by
+// the recorder simulator, which keeps the truth of every byte it stored.
 #pragma once
 
 #include <cstdint>
@@ -11,11 +11,12 @@
 
 namespace cli {
 
-// What the demo reads back: one channel, one day, one moment in an event.
+// What the demo reads back: one channel, one day, one moment in an event
+// (channel 1 records with reference frames, so playback starts with one).
 struct DemoPlan {
     int chn = 1;
     std::string day = "2026-03-01";
-    std::string moment = "2026-03-01 09:21:07";
+    std::string moment = "2026-03-01 09:01:07";
 };
 
 struct DemoDisk {
@@ -24,8 +25,13 @@ struct DemoDisk {
     int channels = 0;
 };
 
-// Writes the example raw image at `image`.
+// Writes the example raw image at `image`. Throws when the scenario has no
+// event that holds the plan's moment.
 DemoDisk write_demo_disk(const std::string &image, const DemoPlan &plan);
+
+// The key frame a seek at `at` starts from: the latest at or before it, or
+// the event's first. Null for an event without key frames.
+const rec::KeyFrame *key_frame_at(const rec::EventTruth &ev, rec::PackedTime at);
 
 // The bytes a reader must deliver for `ev` played from the key frame at or
 // before `at` (the event's first when none is) to the event's end: the key
