@@ -16,10 +16,7 @@ bool same_time(const RfsDateTime &a, const RfsDateTime &b) { return std::memcmp(
 TEST_F(PlaybackTest, ReferenceFramesComeFirstWithTheirTime) {
     rec::RecordOptions o;
     o.ref_every = 3;
-    rec::Recorder &r = recorder(false);
-    r.record(7, rec::t("2026-03-01 12:00:00"), rec::t("2026-03-01 12:00:30"), rec::kTimed, o);
-    mount();
-    const rec::EventTruth &ev = r.events()[0];
+    const rec::EventTruth &ev = record_one(7, "2026-03-01 12:00:00", "2026-03-01 12:00:30", o);
     const std::vector<rec::KeyFrame> &kf = ev.kframes;
     ASSERT_EQ(kf[4].ref_offset, kf[3].ref_offset);
     RfsEvent e = listed(ev);
@@ -67,10 +64,7 @@ TEST_F(PlaybackTest, KeyFrameStepsCrossIndexBlocks) {
     o.fps = 1;
     o.key_interval = 1;
     o.key_bytes = 200;
-    rec::Recorder &r = recorder(false);
-    r.record(8, rec::t("2026-03-01 12:00:00"), rec::t("2026-03-01 12:05:00"), rec::kTimed, o);
-    mount();
-    const rec::EventTruth &ev = r.events()[0];
+    const rec::EventTruth &ev = record_one(8, "2026-03-01 12:00:00", "2026-03-01 12:05:00", o);
     const std::vector<rec::KeyFrame> &kf = ev.kframes;
     ASSERT_EQ(kf.size(), 301u);
     RfsEvent e = listed(ev);

@@ -61,6 +61,13 @@ void PlaybackTest::mount() {
     ASSERT_GE(handle_, 0);
 }
 
+const rec::EventTruth &PlaybackTest::record_one(int chn, const char *from, const char *to,
+                                                const rec::RecordOptions &o) {
+    recorder(false).record(chn, rec::t(from), rec::t(to), rec::kTimed, o);
+    mount();
+    return rec_->events().front();
+}
+
 RfsEvent PlaybackTest::listed(const rec::EventTruth &ev) {
     RfsEventList list{};
     EXPECT_EQ(rfs_get_event(uint32_t(handle_), ev.chn, &list), 0);

@@ -23,6 +23,9 @@ class PlaybackTest : public ::testing::Test {
     // Starts a disk; record on recorder() and then call mount().
     rec::Recorder &recorder(bool nas, uint64_t seed = 1);
     void mount();
+    // One recording of channel chn on a fresh raw disk, mounted; its first event.
+    const rec::EventTruth &record_one(int chn, const char *from, const char *to,
+                                      const rec::RecordOptions &o = {});
     // The search's record of an event (the host's copy).
     RfsEvent listed(const rec::EventTruth &ev);
     // The search's own copy, which carries the covered mark.

@@ -21,10 +21,7 @@ void expect_on(int rd, const rec::KeyFrame &kf) {
 // Key frames 2 s apart; `wide` claims one more second on both sides, so there
 // are times later than the newest and earlier than the oldest key frame.
 TEST_F(PlaybackTest, SeeksLandOnTheKeyFrameTheirModeAsksFor) {
-    rec::Recorder &r = recorder(false);
-    r.record(3, rec::t("2026-03-01 12:00:00"), rec::t("2026-03-01 12:01:00"), rec::kTimed);
-    mount();
-    const rec::EventTruth &ev = r.events()[0];
+    const rec::EventTruth &ev = record_one(3, "2026-03-01 12:00:00", "2026-03-01 12:01:00");
     const std::vector<rec::KeyFrame> &kf = ev.kframes;
     const int newest = int(kf.size()) - 1;
     RfsEvent e = listed(ev), wide = e;
@@ -81,10 +78,7 @@ TEST_F(PlaybackTest, SessionKeepsItsDataFileAcrossSeeksInIt) {
 }
 
 TEST_F(PlaybackTest, SeekOnAKeyRecord) {
-    rec::Recorder &r = recorder(false);
-    r.record(5, rec::t("2026-03-01 12:00:00"), rec::t("2026-03-01 12:01:00"), rec::kTimed);
-    mount();
-    const rec::EventTruth &ev = r.events()[0];
+    const rec::EventTruth &ev = record_one(5, "2026-03-01 12:00:00", "2026-03-01 12:01:00");
     const std::vector<rec::KeyFrame> &kf = ev.kframes;
     RfsEventKey k = key_of(ev), late_end = k, past_table = k, other_disk = k, free_file = k;
     late_end.end = dt(add_seconds(ev.end, 1));
@@ -120,7 +114,7 @@ TEST_F(PlaybackTest, SeekOnAKeyRecord) {
     }
     RfsDateTime at = dt(kf[5].time);
     ASSERT_EQ(rfs_tseek_for_index(rd, &at, 1, 0, &k), 0);
-    std::vector<uint8_t> all = r.stream(ev);
+    std::vector<uint8_t> all = rec_->stream(ev);
     EXPECT_TRUE(read_to_end(rd, 16384) ==
                 std::vector<uint8_t>(all.begin() + (kf[5].offset - ev.data_start), all.end()));
 }

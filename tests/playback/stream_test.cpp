@@ -58,12 +58,9 @@ INSTANTIATE_TEST_SUITE_P(RawAndNas, StreamTest,
 TEST_F(PlaybackTest, TailCheckEndsWithTheNewestKeyFrame) {
     rec::RecordOptions o;
     o.tail_frames = 10;
-    rec::Recorder &r = recorder(false);
-    r.record(2, rec::t("2026-03-01 11:00:00"), rec::t("2026-03-01 11:00:20"), rec::kTimed, o);
-    mount();
-    const rec::EventTruth &ev = r.events()[0];
+    const rec::EventTruth &ev = record_one(2, "2026-03-01 11:00:00", "2026-03-01 11:00:20", o);
     const rec::KeyFrame &newest = ev.kframes.back();
-    std::vector<uint8_t> all = r.stream(ev);
+    std::vector<uint8_t> all = rec_->stream(ev);
     ASSERT_EQ(all.size(), ev.data_size);
     std::vector<uint8_t> trimmed(all.begin(), all.begin() + (newest.offset + newest.length - ev.data_start));
     ASSERT_LT(trimmed.size(), all.size());
