@@ -107,7 +107,7 @@ enum class EventState { Closed, Writing };  // stored magic "Even" / "EvWr"
 struct EventTruth {
   int chn = 0;
   int partition = 0;
-  int file_no = 0;              // 1-based, as in the file table
+  int file_no = 0;              // 1-based, as in the file table; NAS: stored in file<file_no - 1>
   int event_no = 0;             // 1-based position in the file's event table
   EventState state = EventState::Closed;
   PackedTime start = 0;
@@ -207,6 +207,8 @@ class Recorder {
   // Builds the disk in memory (write it out with write_raw / write_nas).
   explicit Recorder(const DiskSpec& spec);
   // Streams straight to a sparse raw image (spec.nas false) or a NAS directory.
+  // Media goes out as it is recorded; the tables are written by finish() or
+  // power_loss(), so a recorder destroyed without either leaves no tables.
   Recorder(const DiskSpec& spec, const std::string& out_path);
   ~Recorder();
   Recorder(const Recorder&) = delete;

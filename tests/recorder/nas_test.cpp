@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "disk_view.h"
 #include "recorder.h"
@@ -21,13 +19,6 @@ void day(rec::Recorder& r) {
   r.record(1, rec::t("2026-03-01 10:00:05"), rec::t("2026-03-01 10:00:08"), rec::kTimed);
   r.snapshot(1, rec::t("2026-03-01 10:00:06"), 2000);
   r.label(0, rec::t("2026-03-01 10:00:07"), "hello");
-}
-
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
 }
 
 }  // namespace

@@ -1,9 +1,6 @@
 // Scenario files: the ready ones in the repository and every step kind.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
 #include "disk_view.h"
 #include "scenario.h"
 #include "temp_dir.h"
@@ -14,10 +11,7 @@ namespace {
 
 std::string scenario_file(const std::string& name) {
   const std::string here = __FILE__;
-  std::ifstream in(here.substr(0, here.rfind("/tests/")) + "/recorder/scenarios/" + name);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
+  return slurp(here.substr(0, here.rfind("/tests/")) + "/recorder/scenarios/" + name);
 }
 
 }  // namespace
