@@ -1,4 +1,4 @@
-// Cursor calls and the seek over lists placed in a claimed session.
+// Cursor calls and the seek, over lists placed in a claimed session.
 #include <cstdlib>
 
 #include "frame/state.h"
@@ -8,15 +8,19 @@
 
 namespace {
 
-struct Ev {
-    const char *start, *end;
-    uint8_t covered = 0;
-};
-
-RfsDateTime dt(const char *hms) {
+RfsDateTime dt(const std::string &hms) {
     RfsDateTime t{};
-    rfs::unpack_time(at(std::string("2026-03-01 ") + hms), &t);
+    rfs::unpack_time(at("2026-03-01 " + hms), &t);
     return t;
+}
+
+// "HH:MM:SS-HH:MM:SS", a trailing '*' marks the record covered.
+RfsEvent ev(const std::string &span) {
+    RfsEvent r{};
+    r.start = dt(span.substr(0, 8));
+    r.end = dt(span.substr(9, 8));
+    r.covered = span.back() == '*';
+    return r;
 }
 
 class NavigateTest : public SearchTest {
@@ -27,196 +31,122 @@ class NavigateTest : public SearchTest {
         tzset();
         RfsSearchParam p = param(Query{});
         p.data_type = 2; // a session with empty lists
-        handle_ = rfs_find_start(&p, nullptr, 0);
-        ASSERT_EQ(handle_, 0);
+        ASSERT_EQ(rfs_find_start(&p, nullptr, 0), 0);
     }
-
-    void place(int chn, const std::vector<RfsEvent> &events) {
-        rfs::SearchSession &s = rfs::g_search[handle_];
+    void place(int chn, std::vector<RfsEvent> events) {
+        rfs::SearchSession &s = rfs::g_search[0];
+        free(s.event_list[chn]);
         s.event_list[chn] = static_cast<RfsEvent *>(malloc(events.size() * sizeof(RfsEvent)));
-        for (size_t i = 0; i < events.size(); ++i) {
-            s.event_list[chn][i] = events[i];
-            s.event_list[chn][i].sequence = uint32_t(i);
-        }
+        for (size_t i = 0; i < events.size(); ++i) (s.event_list[chn][i] = events[i]).sequence = uint32_t(i);
         s.data_len[chn] = s.buf_len[chn] = int32_t(events.size());
         s.event_cursor[chn] = -1;
     }
-    void place(int chn, const std::vector<Ev> &evs) {
-        std::vector<RfsEvent> events;
-        for (const Ev &e : evs) {
-            RfsEvent r{};
-            r.start = dt(e.start);
-            r.end = dt(e.end);
-            r.covered = e.covered;
-            events.push_back(r);
-        }
-        place(chn, events);
-    }
-    int32_t &cursor(int chn) { return rfs::g_search[handle_].event_cursor[chn]; }
-    int seek(int chn, const char *t, const char *end, int backward) {
+    int32_t &cursor(int chn) { return rfs::g_search[0].event_cursor[chn]; }
+    int seek(const char *t, const char *end, int backward) {
         RfsDateTime a = dt(t), b = dt(end);
-        return rfs_event_seek(uint32_t(handle_), chn, &a, &b, backward);
+        return rfs_event_seek(0, 0, &a, &b, backward);
     }
-
-    int handle_ = -1;
 };
 
 } // namespace
 
 TEST_F(NavigateTest, CursorCallsStepOverCoveredRecords) {
-    place(1, std::vector<Ev>{{"08:00:00", "08:10:00"}, {"09:00:00", "09:01:00", 1},
-                             {"10:00:00", "10:01:00", 1}, {"11:00:00", "11:01:00"},
-                             {"12:00:00", "12:01:00", 1}});
+    place(1, {ev("08:00:00-08:10:00"), ev("09:00:00-09:01:00*"), ev("10:00:00-10:01:00*"),
+              ev("11:00:00-11:01:00"), ev("12:00:00-12:01:00*")});
     RfsEvent e{};
-    uint32_t h = uint32_t(handle_);
-    EXPECT_EQ(rfs_get_current_event(h, 1, &e), RFS_ERR_CURSOR);
-    EXPECT_EQ(rfs_get_pre_event(h, 1, &e), RFS_ERR_AT_START);
-    EXPECT_EQ(rfs_get_next_event(h, 1, &e), 0);
-    EXPECT_EQ(e.sequence, 0u);
-    EXPECT_EQ(rfs_get_pre_event(h, 1, &e), RFS_ERR_AT_START);
-    EXPECT_EQ(cursor(1), -1);
-    EXPECT_EQ(rfs_get_next_event(h, 1, &e), 0);
-    EXPECT_EQ(rfs_get_next_event(h, 1, &e), 0);
-    EXPECT_EQ(e.sequence, 3u); // 1 and 2 are covered
-    EXPECT_EQ(rfs_get_current_event(h, 1, &e), 0);
-    EXPECT_EQ(e.sequence, 3u);
-    EXPECT_EQ(rfs_get_next_event(h, 1, &e), RFS_ERR_AT_END); // only a covered one is left
-    EXPECT_EQ(cursor(1), 5);
+    // call: 'c' current, 'p' previous, 'n' next; then result, cursor after, record copied.
+    struct Step { char call; int result, cursor, seq; int32_t set_cursor = -100; };
+    const Step steps[] = {
+        {'c', RFS_ERR_CURSOR, -1, -1}, {'p', RFS_ERR_AT_START, -1, -1}, {'n', 0, 0, 0},
+        {'p', RFS_ERR_AT_START, -1, -1}, {'n', 0, 0, 0}, {'n', 0, 3, 3}, {'c', 0, 3, 3},
+        {'n', RFS_ERR_AT_END, 5, -1}, {'n', RFS_ERR_AT_END, 5, -1}, {'p', 0, 3, 3}, {'p', 0, 0, 0},
+        {'p', 0, 3, 3, 99}, // a cursor left beyond the list is first brought back to its end
+        {'n', 0, 0, 0, -7},
+    };
+    for (const Step &s : steps) {
+        SCOPED_TRACE(testing::Message() << s.call << " from " << cursor(1));
+        if (s.set_cursor != -100) cursor(1) = s.set_cursor;
+        e.sequence = uint32_t(-1);
+        int r = s.call == 'c' ? rfs_get_current_event(0, 1, &e)
+                : s.call == 'p' ? rfs_get_pre_event(0, 1, &e) : rfs_get_next_event(0, 1, &e);
+        EXPECT_EQ(r, s.result);
+        EXPECT_EQ(cursor(1), s.cursor);
+        EXPECT_EQ(int(e.sequence), s.seq);
+    }
     EXPECT_TRUE(log_.contains("chn1 next event nr:[last(5)]"));
-    EXPECT_EQ(rfs_get_next_event(h, 1, &e), RFS_ERR_AT_END);
-    EXPECT_EQ(rfs_get_pre_event(h, 1, &e), 0);
-    EXPECT_EQ(e.sequence, 3u);
-    EXPECT_EQ(rfs_get_pre_event(h, 1, &e), 0);
-    EXPECT_EQ(e.sequence, 0u);
-
-    cursor(1) = 99; // left over from a collection that ended early
-    EXPECT_EQ(rfs_get_current_event(h, 1, &e), RFS_ERR_CURSOR);
-    EXPECT_EQ(rfs_get_pre_event(h, 1, &e), 0);
-    EXPECT_EQ(e.sequence, 3u);
-    cursor(1) = -7;
-    EXPECT_EQ(rfs_get_next_event(h, 1, &e), 0);
-    EXPECT_EQ(e.sequence, 0u);
 }
 
 TEST_F(NavigateTest, EachCallKeepsItsOwnCodes) {
-    place(1, std::vector<Ev>{{"08:00:00", "08:10:00"}});
+    place(1, {ev("08:00:00-08:10:00")});
     RfsEvent e{};
     RfsEventList l{};
     RfsDateTime t = dt("08:00:00");
-    struct Case {
-        const char *name;
-        uint32_t h;
-        int32_t chn;
-        int get, current, pre, next, seek;
-    };
-    const Case cases[] = {
-        {"handle above 63", 64, 1, RFS_ERR_HANDLE, RFS_ERR_SEARCH_HANDLE, RFS_ERR_SEARCH_HANDLE,
-         RFS_ERR_SEARCH_HANDLE, RFS_ERR_HANDLE},
-        {"negative channel", 0, -1, RFS_ERR_CHANNEL, RFS_ERR_CHANNEL, RFS_ERR_CHANNEL,
-         RFS_ERR_CHANNEL, RFS_ERR_CHANNEL},
-        {"channel at max_rec_chn", 0, kChannels, RFS_ERR_CHANNEL, RFS_ERR_CHANNEL,
-         RFS_ERR_CHANNEL, RFS_ERR_CHANNEL, RFS_ERR_CHANNEL},
-        {"session not in use", 1, 1, RFS_ERR_SEARCH_HANDLE, RFS_ERR_SEARCH_HANDLE,
-         RFS_ERR_SEARCH_HANDLE, RFS_ERR_SEARCH_HANDLE, RFS_ERR_SEARCH_HANDLE},
-        {"empty channel", 0, 2, 0, RFS_ERR_NO_EVENTS, RFS_ERR_NO_EVENTS, RFS_ERR_NO_EVENTS,
-         RFS_ERR_NO_EVENTS},
+    struct Case { uint32_t h; int32_t chn; int get, cursor_calls, seek; } cases[] = {
+        {64, 1, RFS_ERR_HANDLE, RFS_ERR_SEARCH_HANDLE, RFS_ERR_HANDLE},
+        {0, -1, RFS_ERR_CHANNEL, RFS_ERR_CHANNEL, RFS_ERR_CHANNEL},
+        {0, kChannels, RFS_ERR_CHANNEL, RFS_ERR_CHANNEL, RFS_ERR_CHANNEL},
+        {1, 1, RFS_ERR_SEARCH_HANDLE, RFS_ERR_SEARCH_HANDLE, RFS_ERR_SEARCH_HANDLE}, // not in use
+        {0, 2, 0, RFS_ERR_NO_EVENTS, RFS_ERR_NO_EVENTS},                             // empty channel
     };
     for (const Case &c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(testing::Message() << c.h << "/" << c.chn);
         EXPECT_EQ(rfs_get_event(c.h, c.chn, &l), c.get);
-        EXPECT_EQ(rfs_get_current_event(c.h, c.chn, &e), c.current);
-        EXPECT_EQ(rfs_get_pre_event(c.h, c.chn, &e), c.pre);
-        EXPECT_EQ(rfs_get_next_event(c.h, c.chn, &e), c.next);
+        EXPECT_EQ(rfs_get_current_event(c.h, c.chn, &e), c.cursor_calls);
+        EXPECT_EQ(rfs_get_pre_event(c.h, c.chn, &e), c.cursor_calls);
+        EXPECT_EQ(rfs_get_next_event(c.h, c.chn, &e), c.cursor_calls);
         EXPECT_EQ(rfs_event_seek(c.h, c.chn, &t, &t, 0), c.seek);
     }
     EXPECT_EQ(rfs_get_event(0, 1, nullptr), RFS_ERR_NULL);
-    EXPECT_TRUE(log_.contains("pointer is null!"));
-    EXPECT_TRUE(log_.contains("invalid handel"));
-    EXPECT_TRUE(log_.contains("1 handle isn't exist"));
-    EXPECT_TRUE(log_.contains("chn2 have not search or no event"));
+    for (const char *line : {"pointer is null!", "invalid handel", "invalid chn", "1 handle isn't exist",
+                             "chn2 have not search or no event"})
+        EXPECT_TRUE(log_.contains(line)) << line;
 }
 
 TEST_F(NavigateTest, SeekLandsInAnEventInAGapOrNowhere) {
-    place(0, std::vector<Ev>{{"08:00:00", "08:10:00"}, {"09:00:00", "09:10:00"},
-                             {"09:05:00", "09:30:00", 1}, {"10:00:00", "10:20:00"},
-                             {"13:50:00", "14:40:00"}, {"14:30:00", "14:35:00"},
-                             {"16:00:00", "19:00:00"}});
-    struct Case {
-        const char *name, *t, *end;
-        int backward, code, cursor;
-        const char *find_start_time;
-    };
-    const Case cases[] = {
-        {"forward in an event", "08:05:00", "23:59:59", 0, 0, 0, "[26/3/1 7:5:0]"},
-        {"forward in a gap takes the next visible event", "09:20:00", "23:59:59", 0, 0, 3, nullptr},
-        {"forward into an overlap", "14:32:00", "23:59:59", 0, 0, 4, nullptr},
-        {"forward in the first hour looks back to midnight", "00:30:00", "23:59:59", 0, 0, 0,
-         "[26/3/1 0:0:0]"},
-        {"forward after every event", "19:30:00", "23:59:59", 0, RFS_ERR_SEEK_NOT_FOUND, -1, nullptr},
-        {"forward with the range before every event", "07:00:00", "07:30:00", 0,
-         RFS_ERR_SEEK_NOT_FOUND, -1, nullptr},
-        {"backward in an event", "08:05:00", "08:05:00", 1, 0, 0, nullptr},
-        {"backward from the range end", "14:00:00", "14:33:00", 1, 0, 5, nullptr},
-        {"backward into a covered record only", "09:20:00", "09:20:00", 1,
-         RFS_ERR_SEEK_NOT_FOUND, -1, nullptr},
-        {"backward to a long event begun before the look-back", "18:00:00", "18:00:00", 1, 0, 6,
-         nullptr},
-        {"backward with the range before every event", "07:00:00", "07:30:00", 1,
-         RFS_ERR_SEEK_NOT_FOUND, -1, nullptr},
+    place(0, {ev("08:00:00-08:10:00"), ev("09:00:00-09:10:00"), ev("09:05:00-09:30:00*"),
+              ev("10:00:00-10:20:00"), ev("13:50:00-14:40:00"), ev("14:30:00-14:35:00"),
+              ev("16:00:00-19:00:00")});
+    struct Case { const char *t, *end; int backward, code, cursor; } cases[] = {
+        {"08:05:00", "23:59:59", 0, 0, 0},  // forward in an event
+        {"09:20:00", "23:59:59", 0, 0, 3},  // in a gap (and a covered record): the next event
+        {"14:32:00", "23:59:59", 0, 0, 4},  // where two overlap: the earlier
+        {"00:30:00", "23:59:59", 0, 0, 0},  // first hour: the look-back stops at midnight
+        {"19:30:00", "23:59:59", 0, RFS_ERR_SEEK_NOT_FOUND, -1}, // after every event
+        {"07:00:00", "07:30:00", 0, RFS_ERR_SEEK_NOT_FOUND, -1}, // range before every event
+        {"08:05:00", "08:05:00", 1, 0, 0},  // backward in an event
+        {"14:00:00", "14:33:00", 1, 0, 5},  // backward from the range end
+        {"09:20:00", "09:20:00", 1, RFS_ERR_SEEK_NOT_FOUND, -1}, // only a covered record
+        {"18:00:00", "18:00:00", 1, 0, 6},  // a long event begun before the look-back
+        {"07:00:00", "07:30:00", 1, RFS_ERR_SEEK_NOT_FOUND, -1},
     };
     for (const Case &c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(testing::Message() << c.t << " backward " << c.backward);
         cursor(0) = -1;
-        log_.clear();
-        EXPECT_EQ(seek(0, c.t, c.end, c.backward), c.code);
+        EXPECT_EQ(seek(c.t, c.end, c.backward), c.code);
         EXPECT_EQ(cursor(0), c.cursor);
-        if (c.find_start_time) {
-            EXPECT_TRUE(log_.contains(std::string("find_start_time:") + c.find_start_time));
-        }
     }
+    EXPECT_TRUE(log_.contains("find_start_time:[26/3/1 7:5:0]"));
+    EXPECT_TRUE(log_.contains("find_start_time:[26/3/1 0:0:0]"));
+
+    RfsDateTime before = dt("07:59:59"), first = dt("08:00:00");
+    EXPECT_EQ(rfs::event_binary_search(&before, rfs::g_search[0].event_list[0], 1, 0), -1);
+    EXPECT_EQ(rfs::event_binary_search(&first, rfs::g_search[0].event_list[0], 1, 0), 0);
 }
 
 TEST_F(NavigateTest, ForwardSeekLooksBackNinetyNineRecords) {
-    // A short record every 30 s from 10:00:30, then one at 11:40; the seek
-    // at 11:30 starts its walk at 10:30 and finds 11:40 first.
-    auto list = [](int long_at) {
-        std::vector<RfsEvent> events(122);
-        rfs::unpack_time(at("2026-03-01 08:00:00"), &events[0].start);
-        rfs::unpack_time(at("2026-03-01 08:00:05"), &events[0].end);
+    // Short records every 30 s from 10:00:30 to 11:00, then one at 11:40: a
+    // seek at 11:30 walks from 10:30 and meets 11:40 first. A long record
+    // among the 99 before that one (not 100 back, not record 0) wins.
+    for (auto [long_at, want] : {std::pair{-1, 121}, {30, 30}, {22, 22}, {21, 121}, {0, 121}}) {
+        std::vector<RfsEvent> events{ev("08:00:00-08:00:05")};
         for (int k = 1; k <= 120; ++k) {
-            rec::PackedTime s = rec::add_seconds(at("2026-03-01 10:00:00"), 30 * k);
-            rfs::unpack_time(s, &events[size_t(k)].start);
-            rfs::unpack_time(rec::add_seconds(s, 5), &events[size_t(k)].end);
+            std::string s = rec::format_time(rec::add_seconds(at("2026-03-01 10:00:00"), 30 * k)).substr(11);
+            events.push_back(ev(s + "-" + s));
         }
-        rfs::unpack_time(at("2026-03-01 11:40:00"), &events[121].start);
-        rfs::unpack_time(at("2026-03-01 11:45:00"), &events[121].end);
-        if (long_at >= 0) rfs::unpack_time(at("2026-03-01 12:00:00"), &events[size_t(long_at)].end);
-        return events;
-    };
-    struct Case {
-        int long_at, cursor;
-    };
-    for (Case c : {Case{-1, 121}, Case{30, 30}, Case{22, 22}, Case{21, 121}, Case{0, 121}}) {
-        SCOPED_TRACE(c.long_at);
-        free(rfs::g_search[handle_].event_list[0]);
-        place(0, list(c.long_at));
-        EXPECT_EQ(seek(0, "11:30:00", "23:59:59", 0), 0);
-        EXPECT_EQ(cursor(0), c.cursor);
+        events.push_back(ev("11:40:00-11:45:00"));
+        if (long_at >= 0) events[size_t(long_at)].end = dt("12:00:00");
+        place(0, events);
+        EXPECT_EQ(seek("11:30:00", "23:59:59", 0), 0);
+        EXPECT_EQ(cursor(0), want) << long_at;
     }
-}
-
-TEST_F(NavigateTest, BinarySearchFindsTheLastStartAtOrBelowTheKey) {
-    std::vector<RfsEvent> one(1);
-    one[0].start = dt("10:00:00");
-    RfsDateTime before = dt("09:59:59"), same = dt("10:00:00"), after = dt("11:00:00");
-    EXPECT_EQ(rfs::event_binary_search(&before, one.data(), 1, 0), -1);
-    EXPECT_EQ(rfs::event_binary_search(&same, one.data(), 1, 0), 0);
-    EXPECT_EQ(rfs::event_binary_search(&after, one.data(), 1, 1), 0);
-
-    std::vector<RfsEvent> four(4);
-    const char *starts[] = {"08:00:00", "09:00:00", "09:00:00", "12:00:00"};
-    for (int i = 0; i < 4; ++i) four[size_t(i)].start = dt(starts[i]);
-    RfsDateTime nine = dt("09:30:00"), end = dt("13:00:00");
-    EXPECT_EQ(rfs::event_binary_search(&nine, four.data(), 4, 0), 2);
-    EXPECT_EQ(rfs::event_binary_search(&end, four.data(), 4, 0), 3);
 }
