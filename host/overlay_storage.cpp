@@ -27,6 +27,10 @@ using Page = std::array<unsigned char, kPageSize>;
 struct FileOverlay {
     std::map<int64_t, std::unique_ptr<Page>> pages; // page number -> contents
     int64_t mem_end = 0;
+    // The real file as it was when the pages were made; a file changed or
+    // replaced since (a recycled inode) must not inherit them.
+    int64_t real_size = 0;
+    int64_t real_mtime_ns = 0;
 };
 
 struct OpenFile {
@@ -125,6 +129,12 @@ int open_file(const char *path, int flags) {
         return fail(err);
     }
     FileOverlay &file = s.files[{st.st_dev, st.st_ino}];
+    int64_t mtime_ns = int64_t(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+    if (!s.write_through && (file.real_size != st.st_size || file.real_mtime_ns != mtime_ns)) {
+        file = FileOverlay{};
+        file.real_size = st.st_size;
+        file.real_mtime_ns = mtime_ns;
+    }
     s.open[fd] = OpenFile{&file, flags & 0x3};
     return fd;
 }
@@ -198,7 +208,10 @@ uint64_t overlay_bytes_written() { return state().bytes_written; }
 
 void overlay_reset() {
     OverlayState &s = state();
-    for (auto &entry : s.files) entry.second = FileOverlay{};
+    for (auto &entry : s.files) {
+        entry.second.pages.clear();
+        entry.second.mem_end = 0;
+    }
     s.bytes_written = 0;
 }
 

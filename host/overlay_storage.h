@@ -5,6 +5,10 @@
 // see them. Only the pages written are held, so multi-GB sparse images cost
 // nothing until the library writes, and then only what it wrote.
 //
+// A real file that changed since its pages were made (another size or
+// modification time: the recorder wrote it again, or a new file got a recycled
+// inode) drops them at its next open.
+//
 // Writing beyond the end of a real file extends it in memory (the gap reads as
 // zeros). sync is a no-op in memory. A descriptor opened read-only refuses
 // writes (EBADF) and one opened write-only refuses reads, as a real file would.
