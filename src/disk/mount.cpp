@@ -135,6 +135,12 @@ extern "C" RFS_API int rfs_add_disk(int id, const char *path, int kind, int grou
         return RFS_ERR_TIME;
     }
     if (!path) return RFS_ERR_NULL;
+    // The record keeps 63 characters of the path and every later open composes
+    // its names from them: a longer path would name some other disk.
+    if (strnlen(path, kDiskPathSize) >= size_t(kDiskPathSize)) {
+        rfs_log("disk path too long:%.63s\n", path);
+        return -1;
+    }
     DiskParamBlock block;
     int r = read_checked_block(path, &block);
     if (r != 0) return r;

@@ -55,6 +55,8 @@ TEST_F(DiskTest, RemoveAndAddCodes) {
     EXPECT_EQ(rfs_add_disk(-1, path.c_str(), 0, 0, nullptr), RFS_ERR_TIME);
     EXPECT_TRUE(log.contains("hdd num > max hdd num, id:32, max_id:32"));
     EXPECT_EQ(rfs_add_disk(1, nullptr, 0, 0, nullptr), RFS_ERR_NULL);
+    EXPECT_EQ(rfs_add_disk(1, std::string(64, 'x').c_str(), 0, 0, nullptr), -1);
+    EXPECT_EQ(pg_disk_list[1], nullptr);
     EXPECT_EQ(rfs_remove_disk(32), -1);
     EXPECT_EQ(rfs_remove_disk(-1), -1);
     EXPECT_TRUE(log.contains("disk 32 out of range"));
