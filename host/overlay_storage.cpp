@@ -171,7 +171,10 @@ int overlay_write(int fd, const void *buf, uint32_t len, int64_t offset) {
     auto *in = static_cast<const unsigned char *>(buf);
     if (s.write_through) {
         int put = posix_write(fd, in, len, offset);
-        if (put > 0) copy_pages_in(fd, *of->file, in, uint32_t(put), offset, false);
+        if (put > 0) {
+            copy_pages_in(fd, *of->file, in, uint32_t(put), offset, false);
+            s.bytes_written += uint64_t(put);
+        }
         return put;
     }
     if (without_exceptions([&] { return copy_pages_in(fd, *of->file, in, len, offset, true) ? 0 : -1; }) < 0)

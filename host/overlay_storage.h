@@ -33,7 +33,8 @@ int install_overlay();
 void overlay_set_write_through(bool on);
 bool overlay_write_through();
 
-// How much the library changed: pages held in memory and bytes written.
+// How much the library changed: pages held in memory, and bytes written
+// (into memory, or to the real files with write-through).
 size_t overlay_page_count();
 uint64_t overlay_bytes_written();
 

@@ -105,6 +105,7 @@ TEST_F(OverlayStorage, HoldsOnlyWhatIsWrittenOfAHugeSparseImage) {
     EXPECT_EQ(ops.sync(fd), 0);
     ops.close(fd);
     EXPECT_EQ(file_bytes(path, at, 20), data);
+    EXPECT_EQ(overlay_bytes_written(), 40u);
 }
 
 // Installed in the library: a mount that repairs a disk left in a bad state
