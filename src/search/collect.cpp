@@ -62,7 +62,7 @@ class Collector final : public ScanVisitor {
 
     void start_pass(uint8_t pass) { pass_ = pass; }
     void finish_pass();
-    bool on_file(const ScanFile &f) override;
+    int on_file(const ScanFile &f) override;
     int on_event(const ScanFile &f, int k, const uint8_t *e) override;
 
   private:
@@ -79,14 +79,14 @@ class Collector final : public ScanVisitor {
     int list_chn_ = 0; // of the file being visited
 };
 
-bool Collector::on_file(const ScanFile &f) {
+int Collector::on_file(const ScanFile &f) {
     int chn = index_file_info::chn(f.record);
     list_chn_ = merged_ ? 0 : chn;
     // Channels beyond the ones the library was started with have no list.
-    if (list_chn_ >= max_rec_chn) return false;
+    if (list_chn_ >= max_rec_chn) return kScanLeaveFile;
     rfs_log("chn:%d, buf_len:%d, data_len:%d\n", list_chn_, s_.buf_len[list_chn_],
             s_.data_len[list_chn_]);
-    return true;
+    return kScanNext;
 }
 
 int Collector::make_room(int c) {
@@ -117,7 +117,7 @@ int Collector::on_event(const ScanFile &f, int k, const uint8_t *e) {
     PackedTime start = index_event_info::start_time(e), end = index_event_info::end_time(e);
     uint16_t chn = index_file_info::chn(f.record);
     if (pass_ == 1 && event_is_covered(start, end, s_.event_list[c], snapshot_[c], chn))
-        return kScanNextEvent;
+        return kScanNext;
     if (total_ >= kEventFloor && total_ >= limit_) {
         rfs_log("event num oversize %d\n", int(limit_));
         return kScanLeaveFile;
@@ -130,7 +130,7 @@ int Collector::on_event(const ScanFile &f, int k, const uint8_t *e) {
     fill_event(s_.event_list[c][len], f, k, e, uint16_t(c), handle_, pass_);
     ++len;
     ++total_;
-    return kScanNextEvent;
+    return kScanNext;
 }
 
 void Collector::finish_pass() {

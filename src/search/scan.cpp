@@ -15,7 +15,7 @@ namespace {
 
 // A search only reads the index; recovery opens what it writes itself.
 constexpr int kIndexReadFlags = RFS_O_RDONLY | RFS_O_BINARY;
-constexpr int kEndEarly = 2; // no usable index copy / no data files: the search ends with 0
+constexpr int kEndEarly = kScanStop; // no usable index copy / no data files: the search ends with 0
 
 bool disk_in_scan(const ScanSettings &s, const disk_info_t &d, int slot) {
     if (d.gfd < 0 || d.gfd >= kDiskGroups) {
@@ -133,7 +133,7 @@ int PartitionScan::visit_events(const ScanFile &file) {
         const uint8_t *event = table + size_t(k) * index_event_info::kSize;
         if (!event_selected(s_, event)) continue;
         r = visitor_.on_event(file, int(k), event);
-        if (r < 0) return r;
+        if (r < 0 || r == kScanStop) return r;
         if (r == kScanLeaveFile) break;
     }
     return 0;
@@ -155,8 +155,10 @@ int PartitionScan::run() {
     if ((r = read_file_table(count)) != 0) return r;
     for (uint32_t i = 0; i < count; ++i) {
         ScanFile file{&disk_, p_, int(i), buffers_.file_table() + size_t(i) * index_file_info::kSize};
-        if (!file_selected(s_, file.record) || !visitor_.on_file(file) || !s_.read_events)
-            continue;
+        if (!file_selected(s_, file.record)) continue;
+        r = visitor_.on_file(file);
+        if (r < 0 || r == kScanStop) return r;
+        if (r == kScanLeaveFile || !s_.read_events) continue;
         if ((r = visit_events(file)) != 0) return r;
     }
     return 0;

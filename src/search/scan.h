@@ -48,14 +48,14 @@ struct ScanFile {
     const uint8_t *record; // its index_file_info
 };
 
-constexpr int kScanNextEvent = 0;
-constexpr int kScanLeaveFile = 1;
+// What a visitor answers; a negative code ends the scan with that code.
+constexpr int kScanNext = 0;      // go on (after on_file: with the file's events)
+constexpr int kScanLeaveFile = 1; // pass over the (rest of the) file's events
+constexpr int kScanStop = 2;      // the search has what it needs: end the scan now
 
 class ScanVisitor {
   public:
-    // Return false to pass over the file's events.
-    virtual bool on_file(const ScanFile &file) = 0;
-    // kScanNextEvent, kScanLeaveFile, or a negative code that ends the scan.
+    virtual int on_file(const ScanFile &file) = 0;
     virtual int on_event(const ScanFile &file, int k, const uint8_t *event) = 0;
 
   protected:
@@ -82,7 +82,9 @@ class ScanBuffers {
 
 struct ScanResult {
     int code = 0;             // 0 or a negative error
-    bool ended_early = false; // no usable index copy, or no data files mounted
+    // Not every disk was visited: no usable index copy, no data files
+    // mounted, or the visitor stopped the scan.
+    bool ended_early = false;
 };
 
 ScanResult run_scan(const ScanSettings &settings, ScanBuffers &buffers, ScanVisitor &visitor);
