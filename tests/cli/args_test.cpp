@@ -1,0 +1,62 @@
+// Command lines the tool cannot serve: a non-zero exit and a message that
+// says what is wrong.
+#include <filesystem>
+#include <fstream>
+
+#include "cli_fixture.h"
+
+TEST(CliArgs, BadCommandLinesFailWithAMessage) {
+    TempDir dir;
+    rec::DiskSpec spec;
+    spec.files_per_partition = 2;
+    std::string disk = dir.file("d.img"), other = dir.file("plain.txt");
+    rec::Recorder(spec, disk).finish();
+    std::filesystem::create_directory(dir.file("folder"));
+    std::ofstream(other) << "not a disk";
+    const std::string at = "2026-03-01 10:00:00";
+    struct Case {
+        std::vector<std::string> args;
+        int code;
+        const char *message;
+    } cases[] = {
+        {{}, 2, "usage: rfs"},
+        {{"frobnicate"}, 2, "unknown command 'frobnicate'"},
+        {{"ls"}, 2, "no disk given"},
+        {{"ls", disk, "--colour"}, 2, "unknown option '--colour'"},
+        {{"ls", disk, "--from"}, 2, "option '--from' needs a value"},
+        {{"ls", disk, "--from", "2026-02-30"}, 2, "bad time '2026-02-30'"},
+        {{"ls", disk, "--from", "2026-03-01T10:00:00"}, 2, "bad time"},
+        {{"ls", disk, "--from", "2026-03-02", "--to", "2026-03-01 10:00:00"}, 2, "--to is before --from"},
+        {{"ls", disk, "--channel", "512"}, 2, "bad channel '512'"},
+        {{"ls", disk, "--channel", "5-2"}, 2, "bad channel range '5-2'"},
+        {{"ls", disk, "--type", "fast"}, 2, "unknown record type 'fast'"},
+        {{"ls", disk, dir.file("folder")}, 2, "cannot mix NAS folders and raw images"},
+        {{"export", disk, "--channel", "0", "--at", at}, 2, "option '-o' is required"},
+        {{"export", disk, "-o", "x", "--at", at}, 2, "option '--channel' is required"},
+        {{"export", disk, "--channel", "0,1", "--at", at, "-o", "x"}, 2, "export takes one channel"},
+        {{"export", disk, "--channel", "0", "--at", at, "--from", at, "-o", "x"}, 2, "either --at TIME or"},
+        {{"mkdisk", "only.json"}, 2, "give a scenario and either"},
+        {{"mkdisk", dir.file("missing.json"), dir.file("x.img")}, 1, "cannot read"},
+        {{"demo", "a", "b"}, 2, "at most one folder"},
+        {{"info", dir.file("missing.img")}, 1, "no such file or folder"},
+        {{"info", other}, 1, "not an rfs disk"},
+        {{"export", disk, "--channel", "0", "--at", at, "-o", dir.file("x.bin")}, 1, "no recording on channel 0"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.args));
+        RunResult r = run_rfs(c.args);
+        EXPECT_EQ(r.code, c.code);
+        EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+    }
+}
+
+TEST(CliArgs, EveryCommandHasHelp) {
+    for (const char *command : {"info", "ls", "export", "demo", "mkdisk"}) {
+        RunResult r = run_rfs({command, "--help"});
+        EXPECT_EQ(r.code, 0) << command;
+        EXPECT_EQ(r.out.rfind(std::string("usage: rfs ") + command, 0), 0u) << r.out;
+    }
+    RunResult version = run_rfs({"--version"});
+    EXPECT_EQ(version.code, 0);
+    EXPECT_EQ(version.out.rfind("rfs ", 0), 0u);
+}

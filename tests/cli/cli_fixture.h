@@ -1,0 +1,46 @@
+// Runs the built rfs tool on recorder-made disks and knows, from the
+// recorder's truth, what it must print and export.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "recorder.h"
+#include "support/temp_dir.h"
+
+struct RunResult {
+    int code = -1;
+    std::string out, err;
+};
+
+// Runs <build>/cli/rfs (next to this test's own build folder) with `args`.
+RunResult run_rfs(const std::vector<std::string> &args);
+
+std::vector<uint8_t> read_file(const std::string &path);
+
+// A disk with a few channels and days: plain key frames and key frames with
+// reference frames, an event across midnight, one left out of searches
+// (skip_flag 1). Raw image or NAS folder by the test parameter.
+class CliDiskTest : public ::testing::TestWithParam<bool> {
+  protected:
+    void SetUp() override;
+    bool nas() const { return GetParam(); }
+
+    const rec::EventTruth &event(int chn, const std::string &start) const;
+    // Stored bytes [offset, offset + length) of an event's data file.
+    std::vector<uint8_t> stored(const rec::EventTruth &ev, uint32_t offset, size_t length) const;
+    // What playback from the key frame at or before `at` delivers to the
+    // event's end: the reference frame first (padded to 8 bytes), then the
+    // stream from the key frame.
+    std::vector<uint8_t> playback(const rec::EventTruth &ev, const std::string &at) const;
+    // Key frames only from the same key frame on, each reference frame once,
+    // before the first key frame that needs it.
+    std::vector<uint8_t> key_frames(const rec::EventTruth &ev, const std::string &at) const;
+
+    TempDir dir_;
+    std::string disk_;
+    std::unique_ptr<rec::Recorder> rec_;
+};

@@ -1,0 +1,87 @@
+// rfs ls against a recorder-made disk: the JSON listing is exactly the
+// recorder's events that the filters select, in start order.
+#include <algorithm>
+#include <functional>
+#include <nlohmann/json.hpp>
+
+#include "cli_fixture.h"
+
+namespace {
+
+struct Listed {
+    int chn;
+    std::string start, end;
+    uint64_t types;
+    uint32_t size;
+    bool operator==(const Listed &) const = default;
+};
+
+std::vector<Listed> parse_listing(const std::string &json_text) {
+    std::vector<Listed> list;
+    for (const auto &e : nlohmann::json::parse(json_text))
+        list.push_back({e["channel"], e["start"], e["end"], e["type_mask"], e["size"]});
+    return list;
+}
+
+} // namespace
+
+TEST_P(CliDiskTest, LsListsWhatTheFiltersSelect) {
+    using rec::t;
+    using Pick = std::function<bool(const rec::EventTruth &)>;
+    auto overlaps = [](const char *from, const char *to) {
+        return [=](const rec::EventTruth &e) { return e.start <= t(to) && e.end >= t(from); };
+    };
+    struct Case {
+        std::vector<std::string> args;
+        Pick pick;
+    } cases[] = {
+        {{}, [](const rec::EventTruth &) { return true; }},
+        {{"--channel", "0,2-3"}, [](const rec::EventTruth &e) { return e.chn != 1; }},
+        {{"--from", "2026-03-01 09:01:30", "--to", "2026-03-01 10:00:00"},
+         overlaps("2026-03-01 09:01:30", "2026-03-01 10:00:00")},
+        {{"--from", "2026-03-02"}, overlaps("2026-03-02 00:00:00", "2063-12-31 23:59:59")},
+        {{"--to", "2026-03-01"}, overlaps("2000-01-01 00:00:00", "2026-03-01 23:59:59")},
+        {{"--type", "alarm"}, [](const rec::EventTruth &e) { return (e.type_mask & rec::kAlarm) != 0; }},
+        {{"--type", "motion,manual"},
+         [](const rec::EventTruth &e) { return (e.type_mask & (rec::kMotion | rec::kManual)) != 0; }},
+        {{"--type", "0x1", "--type", "manual"},
+         [](const rec::EventTruth &e) { return (e.type_mask & (rec::kTimed | rec::kManual)) != 0; }},
+    };
+    for (const Case &c : cases) {
+        std::vector<std::string> args = {"ls", disk_, "--json"};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        SCOPED_TRACE(testing::PrintToString(c.args));
+        std::vector<const rec::EventTruth *> picked;
+        for (const rec::EventTruth &e : rec_->events())
+            if (e.skip_flag != 1 && c.pick(e)) picked.push_back(&e);
+        std::stable_sort(picked.begin(), picked.end(), [](auto *a, auto *b) {
+            return a->start != b->start ? a->start < b->start : a->chn < b->chn;
+        });
+        std::vector<Listed> expected;
+        for (const rec::EventTruth *e : picked)
+            expected.push_back({e->chn, rec::format_time(e->start), rec::format_time(e->end), e->type_mask, e->data_size});
+
+        RunResult r = run_rfs(args);
+        ASSERT_EQ(r.code, 0) << r.err;
+        EXPECT_EQ(parse_listing(r.out), expected);
+    }
+}
+
+TEST_P(CliDiskTest, InfoShowsTheDiskAndItsRecordingRange) {
+    RunResult r = run_rfs({"info", disk_, "--json"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    auto doc = nlohmann::json::parse(r.out);
+    const auto &disk = doc["disks"][0];
+    EXPECT_EQ(disk["kind"], nas() ? "nas" : "raw");
+    EXPECT_EQ(disk["data_file_size"], rec::kFile256M);
+    ASSERT_EQ(disk["partitions"].size(), 1u);
+    EXPECT_EQ(disk["partitions"][0]["files"], 8);
+    EXPECT_EQ(doc["recordings"]["start"], "2026-03-01 08:00:00");
+    EXPECT_EQ(doc["recordings"]["start"], disk["partitions"][0]["records"]["start"]);
+    EXPECT_EQ(doc["recordings"]["end"], disk["partitions"][0]["records"]["end"]);
+    EXPECT_EQ(doc["recordings"]["channels"], nlohmann::json({0, 1, 2, 3}));
+    EXPECT_EQ(doc["repaired_bytes"], 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(RawAndNas, CliDiskTest, ::testing::Bool(),
+                         [](const auto &info) { return info.param ? "Nas" : "Raw"; });
