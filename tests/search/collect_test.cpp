@@ -12,7 +12,7 @@
 
 namespace {
 
-rec::DiskSpec spec(int partitions = 2, bool nas = false, int files = 16) {
+rec::DiskSpec shape(int partitions = 2, bool nas = false, int files = 16) {
     rec::DiskSpec s;
     s.partitions = partitions;
     s.files_per_partition = files;
@@ -43,7 +43,7 @@ void two_days(rec::Recorder &r) {
     rec(2, "2026-03-01 11:00:00", "2026-03-01 11:01:00", rec::kTimed, 1);
     rec(2, "2026-03-01 11:30:00", "2026-03-01 11:31:00", rec::kTimed, 2);
     rec(3, "2026-03-01 13:00:00", "2026-03-01 13:00:00", rec::kTimed);
-    if (r.spec().partitions > 1) r.use_partition(1);
+    if (r.geometry().part_base.size() > 1) r.use_partition(1);
     rec(4, "2026-03-01 14:00:00", "2026-03-01 14:10:00", rec::kAlarm);
     rec(7, "2026-03-01 08:00:00", "2026-03-01 15:01:00", rec::kTimed);
 }
@@ -74,7 +74,7 @@ class CollectTest : public SearchTest {
 };
 
 TEST_F(CollectTest, EveryFilterReturnsWhatWasRecorded) {
-    make_disk(spec(), two_days, "a");
+    make_disk(shape(), two_days, "a");
     mount(0, "a");
     std::vector<std::pair<const char *, Query>> cases = {{"whole day", day("2026-03-01")},
                                                          {"across midnight", day("2026-03-02")}};
@@ -117,8 +117,8 @@ TEST_F(CollectTest, EveryFilterReturnsWhatWasRecorded) {
 }
 
 TEST_F(CollectTest, SecondGroupHalfKeepsOnlyWhatTheFirstDoesNotSpan) {
-    make_disk(spec(), two_days, "a");
-    make_disk(spec(1), [](rec::Recorder &r) {
+    make_disk(shape(), two_days, "a");
+    make_disk(shape(1), [](rec::Recorder &r) {
         r.record(0, at("2026-03-01 08:02:00"), at("2026-03-01 08:08:00"), rec::kTimed, opts());
         r.record(0, at("2026-03-01 08:09:00"), at("2026-03-01 08:30:00"), rec::kTimed, opts());
         r.record(5, at("2026-03-01 09:00:00"), at("2026-03-01 09:05:00"), rec::kTimed, opts());
@@ -133,8 +133,8 @@ TEST_F(CollectTest, SecondGroupHalfKeepsOnlyWhatTheFirstDoesNotSpan) {
 }
 
 TEST_F(CollectTest, NasAndRawDisksGiveTheSameLists) {
-    make_disk(spec(1), two_days, "raw");
-    make_disk(spec(1, true), two_days, "nas");
+    make_disk(shape(1), two_days, "raw");
+    make_disk(shape(1, true), two_days, "nas");
     mount(0, "raw");
     auto raw = lists(day("2026-03-01"));
     rfs_remove_disk(0);
@@ -145,7 +145,7 @@ TEST_F(CollectTest, NasAndRawDisksGiveTheSameLists) {
 }
 
 TEST_F(CollectTest, MalformedIndexBytesStayInsideTheBuffers) {
-    make_disk(spec(1), two_days, "a");
+    make_disk(shape(1), two_days, "a");
     const rec::Geometry &g = disk("a").geometry;
     const auto &ev = disk("a").events;
     auto file_rec = [&](const rec::EventTruth &e) { return g.part_base[0] + g.file_table_off + 336ull * (e.file_no - 1); };
@@ -174,8 +174,8 @@ TEST_F(CollectTest, MalformedIndexBytesStayInsideTheBuffers) {
 }
 
 TEST_F(CollectTest, FailuresAndEarlyEnds) {
-    make_disk(spec(1), two_days, "a");
-    make_disk(spec(1, true), two_days, "nas");
+    make_disk(shape(1), two_days, "a");
+    make_disk(shape(1, true), two_days, "nas");
     mount(0, "a");
     const rec::Geometry &g = disk("a").geometry;
     auto read_at = [](uint64_t pos, rfs_host::FaultAction action) {
@@ -230,7 +230,7 @@ TEST_F(CollectTest, FailuresAndEarlyEnds) {
 // One-day search over a disk of a few hundred data files: the scan reads each
 // partition's file table once and the event tables 40 files at a time.
 TEST_F(CollectTest, OneDaySearchCostsWhatTheLayoutDictates) {
-    make_disk(spec(1, false, 400), [](rec::Recorder &r) {
+    make_disk(shape(1, false, 400), [](rec::Recorder &r) {
         // 8 channels, a 4 s event every 10 s all day: about 270 full files.
         for (int c = 0; c < kChannels; ++c)
             for (int i = 0; i < 8640; ++i) {

@@ -6,10 +6,10 @@
 #include "search_fixture.h"
 
 TEST_F(SearchTest, MostRecentStepsBackOneDayAtATime) {
-    rec::DiskSpec spec;
-    spec.headers_only = true;
-    spec.keep_truth = false;
-    make_disk(spec, [](rec::Recorder &r) {
+    rec::DiskSpec shape;
+    shape.headers_only = true;
+    shape.keep_truth = false;
+    make_disk(shape, [](rec::Recorder &r) {
         rec::RecordOptions o;
         o.fps = 1;
         for (std::string d : {"2026-02-28", "2026-03-03", "2026-03-05"})

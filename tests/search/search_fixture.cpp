@@ -50,10 +50,10 @@ void SearchTest::TearDown() {
     rfs_set_nas_mode(0);
 }
 
-void SearchTest::make_disk(const rec::DiskSpec &spec,
+void SearchTest::make_disk(const rec::DiskSpec &shape,
                            const std::function<void(rec::Recorder &)> &live,
                            const std::string &name) {
-    rec::Recorder r(spec, tmp_.file(name));
+    rec::Recorder r(shape, tmp_.file(name));
     live(r);
     r.finish();
     disks_.push_back({name, rfs_host::alias_disk(tmp_.file(name)),

@@ -40,7 +40,7 @@ class SearchTest : public ::testing::Test {
     void TearDown() override;
 
     // Records on a fresh disk (then finish()) and keeps what was written.
-    void make_disk(const rec::DiskSpec &spec, const std::function<void(rec::Recorder &)> &live,
+    void make_disk(const rec::DiskSpec &shape, const std::function<void(rec::Recorder &)> &live,
                    const std::string &name);
     // kind 1 or negative puts the disk in group half 32..63.
     void mount(int id, const std::string &name, int kind = 0, int group = 0);
