@@ -261,5 +261,5 @@ TEST_F(CollectTest, ScanCostsWhatTheLayoutDictates) {
     h = search(both);
     ASSERT_GE(h, 0);
     EXPECT_EQ(all_listed(h).size(), 100000u);
-    EXPECT_TRUE(log_.contains("event num oversize 11520") // the per-channel share is logged);
+    EXPECT_TRUE(log_.contains("event num oversize 11520")); // the log names 1440 per channel
 }
