@@ -64,58 +64,72 @@ void start_event(EventTruth& ev, const DataFile& f, int chn, PackedTime start,
 
 }  // namespace
 
-// Writes frames 0..last_frame of a recording starting at `start`. Each time
-// a data file cannot take another GOP the current frame becomes the event's
-// closing key frame and the recording goes on with the next frame as a new
-// event in a new file. With `cut` the final event is left as the power cut
-// found it instead of being closed.
+namespace {
+
+// Frame n of a recording is stamped origin + n * 10^6 / fps microseconds.
+struct Timeline {
+  int64_t origin;
+  int fps;
+  int64_t usec(int64_t n) const { return origin + n * 1000000 / fps; }
+  PackedTime time(int64_t n) const { return unix_to_packed(usec(n) / 1000000); }
+};
+
+// Writes frames n..last_frame into one event. When the file cannot take the
+// next GOP, that GOP's key frame closes the event instead and true is
+// returned; n is then the first frame still to be written.
+bool fill_event(EventWriter& ew, const Timeline& tl, int64_t& n, int64_t last_frame,
+                bool natural_end, int key_interval) {
+  for (uint32_t j = 0; n <= last_frame; ++n, ++j) {
+    const bool closing = natural_end && n == last_frame;
+    const bool gop_start = j % static_cast<uint32_t>(key_interval) == 0;
+    if (gop_start && j > 0 && !closing && !ew.room_for_gop()) {
+      ew.add_frame(j, tl.usec(n), true);
+      ew.close(static_cast<int32_t>(j));
+      ++n;
+      return true;
+    }
+    ew.add_frame(j, tl.usec(n), gop_start || closing);
+  }
+  return false;
+}
+
+}  // namespace
+
+// Writes frames 0..last_frame of a recording starting at `start`, as one
+// event or, when data files fill up, as several (see fill_event). The last
+// event gets its tail frames and is closed on its closing key frame, or with
+// `cut` is left as the power cut found it.
 std::vector<const EventTruth*> Writer::record_span(int chn, PackedTime start, int64_t last_frame,
                                                    uint64_t type_mask, const RecordOptions& o,
                                                    Cut* cut) {
-  const int64_t origin = packed_to_unix(start) * 1000000;
+  const Timeline tl{packed_to_unix(start) * 1000000, o.fps};
   std::vector<const EventTruth*> made;
-  int64_t n = 0;
-  do {
-    const int64_t usec0 = origin + n * 1000000 / o.fps;
-    DataFile* f = record_file(chn, unix_to_packed(usec0 / 1000000), o);
+  for (int64_t n = 0;;) {
+    DataFile* f = record_file(chn, tl.time(n), o);
     EventTruth& ev = new_event();
-    start_event(ev, *f, chn, unix_to_packed(usec0 / 1000000), type_mask, o);
-    ev.origin_usec = origin;
+    start_event(ev, *f, chn, tl.time(n), type_mask, o);
+    ev.origin_usec = tl.origin;
     ev.first_frame = static_cast<uint32_t>(n);
     f->events.push_back(event_count() - 1);
     made.push_back(&ev);
     EventWriter ew(*this, *f, ev);
-    bool split = false;
-    uint32_t j = 0;
-    for (; n <= last_frame; ++n, ++j) {
-      const bool natural_last = n == last_frame && !cut;
-      const bool gop_start = j % o.key_interval == 0;
-      if (gop_start && j > 0 && !natural_last && !ew.room_for_gop()) {
-        ew.add_frame(j, origin + n * 1000000 / o.fps, true);
-        ew.close(static_cast<int32_t>(j));
-        ++n;
-        split = true;
-        break;
-      }
-      ew.add_frame(j, origin + n * 1000000 / o.fps, gop_start || natural_last);
-      chan_last_usec_[chn] = origin + n * 1000000 / o.fps;
-    }
-    if (split) {
+    const uint32_t first = static_cast<uint32_t>(n);
+    if (fill_event(ew, tl, n, last_frame, !cut, o.key_interval)) {
       close_file(*f);
       chan_file_.erase(chn);
       continue;
     }
+    const uint32_t frames = static_cast<uint32_t>(n) - first;
+    chan_last_usec_[chn] = tl.usec(last_frame + o.tail_frames);
     if (cut) {
       ew.cut(*cut == Cut::WrongEventNo);
-      break;
+    } else {
+      for (int t = 1; t <= o.tail_frames; ++t)
+        ew.add_frame(frames + t - 1, tl.usec(last_frame + t), false);
+      ew.close(static_cast<int32_t>(frames) - 1);
     }
-    for (int t = 1; t <= o.tail_frames; ++t) {
-      chan_last_usec_[chn] = origin + (last_frame + t) * 1000000 / o.fps;
-      ew.add_frame(j + t - 1, chan_last_usec_[chn], false);
-    }
-    ew.close(static_cast<int32_t>(j - 1));
-  } while (n <= last_frame);
-  return made;
+    return made;
+  }
 }
 
 std::vector<const EventTruth*> Writer::record(int chn, PackedTime start, PackedTime end,

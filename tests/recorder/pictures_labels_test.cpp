@@ -102,3 +102,23 @@ TEST(RecorderLabels, HeadHalvesAndEndRecord) {
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(&recs[192 + 21])), std::string(42, 'x'));
   EXPECT_EQ(tag(&recs[256]), "Lend");
 }
+
+TEST(RecorderLabels, SecondHalfTakesLabelsAfterTheFirstIsFull) {
+  TempDir dir;
+  rec::DiskSpec spec;
+  spec.nas = true;
+  spec.files_per_partition = 1;
+  rec::Recorder r(spec, dir / "nas");
+  const rec::PackedTime t0 = rec::t("2026-03-01 00:00:00");
+  for (int i = 0; i < 16384 + 3; ++i) r.label(i % 8, rec::add_seconds(t0, i), "l");
+  r.finish();
+  File f(dir / "nas/label0");
+  const auto head = f.read(0, 32);
+  EXPECT_EQ(le32(&head[8]), 16387u);
+  EXPECT_EQ(le32(&head[16]), t0);
+  EXPECT_EQ(le32(&head[24]), rec::add_seconds(t0, 16383));
+  EXPECT_EQ(le32(&head[20]), rec::add_seconds(t0, 16384));
+  EXPECT_EQ(le32(&head[28]), rec::add_seconds(t0, 16386));
+  EXPECT_EQ(le32(f.read(0x100400 + 2 * 64 + 12, 4).data()), rec::add_seconds(t0, 16386));
+  EXPECT_EQ(tag(f.read(0x100400 + 3 * 64, 4).data()), "Lend");
+}
