@@ -97,6 +97,10 @@ void EventWriter::flush_motion() {
   motion_.clear();
 }
 
+// data_size runs to the end of the last key frame, while readers also trim
+// an event's data to the end of its newest key frame; the recorder closes
+// every event on a key frame so both readings agree. Only tail_frames (for
+// testing that trim) stores frames past it.
 void EventWriter::close(int32_t closing) {
   flush();
   ev_.state = EventState::Closed;
