@@ -1,11 +1,8 @@
 // The format check and the size reports of the disk parameter block.
-#include <algorithm>
 #include <cstdio>
 #include <fstream>
 
-#include "disk/param.h"
 #include "disk_fixture.h"
-#include "fault_storage.h"
 #include "rfs.h"
 
 namespace {
@@ -107,31 +104,5 @@ TEST_F(DiskTest, SizeReportsSkipBadPartitionsAndRefuseBadIds) {
         SCOPED_TRACE(id);
         EXPECT_EQ(rfs_get_data_file_size(id), -1);
         EXPECT_EQ(rfs_get_disk_size(id, &total, &free, &fs), -1);
-    }
-}
-
-TEST_F(DiskTest, NasBlockWriteReachesEveryIndexFileThatOpens) {
-    std::string path = make_disk(small_spec(1, true));
-    use_nas(true);
-    struct Case { std::vector<int> closed; bool none_written; };
-    for (const Case &c : {Case{{0, 1, 3}, false}, Case{{0, 1, 2, 3}, true}}) {
-        for (int k : c.closed) {
-            rfs_host::FaultRule rule;
-            rule.op = rfs_host::FaultOp::open;
-            rule.file = "index" + std::to_string(k);
-            rfs_host::fault_add(rule);
-        }
-        auto state = [&](int k) { return block_in(real() + "/index" + std::to_string(k)).disk_state(); };
-        const uint8_t before[4] = {state(0), state(1), state(2), state(3)};
-        rfs::DiskParamBlock b = block_in(real() + "/index0");
-        b.set_disk_state(uint8_t(before[0] + 1));
-        log_.clear();
-        EXPECT_EQ(rfs::write_param_all(path.c_str(), &b), 0);
-        EXPECT_EQ(log_.contains("set disk param to all index failed :" + path), c.none_written);
-        for (int k = 0; k < 4; ++k) {
-            bool closed = std::count(c.closed.begin(), c.closed.end(), k) > 0;
-            EXPECT_EQ(state(k), closed ? before[k] : b.disk_state()) << k;
-        }
-        rfs_host::fault_clear_rules();
     }
 }

@@ -169,6 +169,8 @@ TEST_F(IndexCopies, NasPrimaryThatCannotBeOpenedIsRecoveredAtMount) {
     EXPECT_EQ(rfs::pg_disk_list[0]->param.index_flags(0), 0x0E);
     EXPECT_EQ(rfs::pg_disk_list[0]->partition[0].magic(), rfs::kMagicPart);
     expect_flags_on_disk(0x0E, 1);
+    EXPECT_EQ(block_in(copy_file(0)).index_flags(0), 0x0F); // never opened, never written
+    EXPECT_FALSE(log_.contains("set disk param to all index failed"));
     EXPECT_EQ(area(2), area(1));
 }
 

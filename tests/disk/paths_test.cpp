@@ -43,7 +43,4 @@ TEST_F(DiskTest, NasNamesAndTheDroppedDiskRule) {
         use_nas(false);
         EXPECT_EQ(rfs::is_disk_dropped(c.path, c.err), c.raw) << (c.path ? c.path : "null");
     }
-    EXPECT_EQ(rfs::disk_offset(0x1000, 0x2000, 5), 0x3005u);
-    use_nas(true);
-    EXPECT_EQ(rfs::disk_offset(0x1000, 0x2000, 5), 5u);
 }
