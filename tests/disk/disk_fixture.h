@@ -26,18 +26,18 @@ class DiskTest : public ::testing::Test {
     // live called power_loss(), and returns the short alias the library uses.
     template <typename Live>
         requires std::invocable<Live &, rec::Recorder &>
-    std::string make_disk(const rec::DiskSpec &spec, Live live, const std::string &name = "d") {
+    std::string make_disk(const rec::DiskSpec &shape, Live live, const std::string &name = "d") {
         std::string real = tmp_.file(name);
         {
-            rec::Recorder r(spec, real);
+            rec::Recorder r(shape, real);
             if (live(r)) r.finish();
             geometry_ = r.geometry();
         }
         real_[name] = real;
         return alias(real);
     }
-    std::string make_disk(const rec::DiskSpec &spec, const std::string &name = "d") {
-        return make_disk(spec, [](rec::Recorder &) { return true; }, name);
+    std::string make_disk(const rec::DiskSpec &shape, const std::string &name = "d") {
+        return make_disk(shape, [](rec::Recorder &) { return true; }, name);
     }
     std::string alias(const std::string &real);
     std::string real(const std::string &name = "d") { return real_[name]; }
@@ -71,10 +71,10 @@ class DiskTest : public ::testing::Test {
 std::vector<uint8_t> le32(uint32_t v);
 
 // A small disk: four data files a partition (a NAS disk has one partition).
-inline rec::DiskSpec small_spec(int partitions = 1, bool nas = false) {
-    rec::DiskSpec spec;
-    spec.partitions = partitions;
-    spec.files_per_partition = 4;
-    spec.nas = nas;
-    return spec;
+inline rec::DiskSpec small_disk(int partitions = 1, bool nas = false) {
+    rec::DiskSpec shape;
+    shape.partitions = partitions;
+    shape.files_per_partition = 4;
+    shape.nas = nas;
+    return shape;
 }

@@ -22,7 +22,7 @@ std::string find_message(const LogCapture &log, const std::string &start) {
 } // namespace
 
 TEST_F(DiskTest, FormatCheckTableLogsTheExactLine) {
-    std::string path = make_disk(small_spec());
+    std::string path = make_disk(small_disk());
     const rfs::DiskParamBlock good = block_in(real());
     const std::string ok_tail = ",magic:1936091985==1936091985, version:(5/1)-(5/1)\n";
     struct Case {
@@ -76,10 +76,10 @@ TEST_F(DiskTest, FormatCheckRefusesMissingAndTruncatedDisks) {
 }
 
 TEST_F(DiskTest, SizeReportsSkipBadPartitionsAndRefuseBadIds) {
-    rec::DiskSpec spec = small_spec(2);
-    spec.files_per_partition = 6;
-    spec.data_file_size = rec::kFile512M;
-    std::string path = make_disk(spec, [](rec::Recorder &r) {
+    rec::DiskSpec shape = small_disk(2);
+    shape.files_per_partition = 6;
+    shape.data_file_size = rec::kFile512M;
+    std::string path = make_disk(shape, [](rec::Recorder &r) {
         r.record(0, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:02:00"), rec::kTimed);
         r.set_partition_state(1, 2);
         return true;

@@ -19,9 +19,9 @@ class IndexCopies : public DiskTest {
     void format(bool nas, uint8_t flags) {
         nas_ = nas;
         name_ = nas ? "nas" : "raw";
-        rec::DiskSpec spec = small_spec(1, nas);
-        spec.index_flags = {flags};
-        path_ = make_disk(spec, [](rec::Recorder &r) {
+        rec::DiskSpec shape = small_disk(1, nas);
+        shape.index_flags = {flags};
+        path_ = make_disk(shape, [](rec::Recorder &r) {
             r.damage_index_copy(0, 2, 0x1000, std::vector<uint8_t>(64, 0xEE));
             return true;
         }, name_);

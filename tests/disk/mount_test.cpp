@@ -15,11 +15,11 @@ uint8_t part_state_at(const std::vector<uint8_t> &rec) { return rec.at(10); }
 } // namespace
 
 TEST_F(DiskTest, RawMountFillsTheRecordAndDerivedValues) {
-    rec::DiskSpec spec = small_spec(2);
-    spec.data_file_size = rec::kFile1G;
-    spec.switch_a = 7;
-    spec.switch_b = 9;
-    std::string path = make_disk(spec);
+    rec::DiskSpec shape = small_disk(2);
+    shape.data_file_size = rec::kFile1G;
+    shape.switch_a = 7;
+    shape.switch_b = 9;
+    std::string path = make_disk(shape);
     AddDiskOptions marks{0, 1, 0};
     ASSERT_EQ(rfs_add_disk(5, path.c_str(), 1, 3, &marks), 0);
     const rfs::disk_info_t *d = pg_disk_list[5];
@@ -49,7 +49,7 @@ TEST_F(DiskTest, RawMountFillsTheRecordAndDerivedValues) {
 }
 
 TEST_F(DiskTest, RemoveAndAddCodes) {
-    std::string path = make_disk(small_spec());
+    std::string path = make_disk(small_disk());
     const LogCapture &log = log_;
     EXPECT_EQ(rfs_add_disk(32, path.c_str(), 0, 0, nullptr), RFS_ERR_TIME);
     EXPECT_EQ(rfs_add_disk(-1, path.c_str(), 0, 0, nullptr), RFS_ERR_TIME);
@@ -83,7 +83,7 @@ TEST_F(DiskTest, RemoveAndAddCodes) {
 }
 
 TEST_F(DiskTest, DumpPrintsEveryPartitionsRecordAndPictureTimes) {
-    std::string path = make_disk(small_spec(), [](rec::Recorder &r) {
+    std::string path = make_disk(small_disk(), [](rec::Recorder &r) {
         r.record(1, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:01:00"), rec::kTimed);
         r.snapshot(1, rec::t("2026-03-01 10:00:30"), 1000);
         return true;
@@ -101,7 +101,7 @@ TEST_F(DiskTest, DumpPrintsEveryPartitionsRecordAndPictureTimes) {
 // Blocks the mount refuses before anything is written; a disk already in the
 // slot stays mounted.
 TEST_F(DiskTest, RefusedBlocksLeaveTheSlotAlone) {
-    std::string good = make_disk(small_spec(), "good");
+    std::string good = make_disk(small_disk(), "good");
     ASSERT_EQ(rfs_add_disk(4, good.c_str(), 0, 0, nullptr), 0);
     const rfs::disk_info_t *before = pg_disk_list[4];
     struct Case {
@@ -113,7 +113,7 @@ TEST_F(DiskTest, RefusedBlocksLeaveTheSlotAlone) {
     for (Case c : {Case{"17 partitions", 12, 17, "disk param err part count 17 > max part count 16"},
                    Case{"fs type 9", 15, 9, "disk param err not support fs type now!"}}) {
         SCOPED_TRACE(c.what);
-        std::string path = make_disk(small_spec(), c.what);
+        std::string path = make_disk(small_disk(), c.what);
         patch_block(real(c.what), c.off, {c.byte});
         log_.clear();
         EXPECT_EQ(rfs_add_disk(4, path.c_str(), 0, 0, nullptr), -1);
@@ -123,7 +123,7 @@ TEST_F(DiskTest, RefusedBlocksLeaveTheSlotAlone) {
 }
 
 TEST_F(DiskTest, BadDiskStateIsResetOnEveryCopyAndPartitionStateOnThePrimary) {
-    std::string path = make_disk(small_spec(), [](rec::Recorder &r) {
+    std::string path = make_disk(small_disk(), [](rec::Recorder &r) {
         r.set_disk_state(3);
         r.set_partition_state(0, 2);
         return true;
@@ -140,7 +140,7 @@ TEST_F(DiskTest, BadDiskStateIsResetOnEveryCopyAndPartitionStateOnThePrimary) {
 }
 
 TEST_F(DiskTest, NasMountResetsTheBlockInAllFourIndexFiles) {
-    std::string path = make_disk(small_spec(1, true), [](rec::Recorder &r) {
+    std::string path = make_disk(small_disk(1, true), [](rec::Recorder &r) {
         r.set_disk_state(4);
         return true;
     });
@@ -158,7 +158,7 @@ TEST_F(DiskTest, NasMountResetsTheBlockInAllFourIndexFiles) {
 // The power goes while the mount writes its repair: the writes are lost, and
 // the next mount finds the bad state again and finishes the job.
 TEST_F(DiskTest, StateRepairCutByPowerLossIsFinishedByTheNextMount) {
-    std::string path = make_disk(small_spec(), [](rec::Recorder &r) {
+    std::string path = make_disk(small_disk(), [](rec::Recorder &r) {
         r.set_disk_state(3);
         r.set_partition_state(0, 2);
         return true;
@@ -190,7 +190,7 @@ TEST_F(DiskTest, AbsurdGeometryIsRefusedCleanly) {
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.what);
-        std::string path = make_disk(small_spec(), c.what);
+        std::string path = make_disk(small_disk(), c.what);
         for (const Patch &p : c.patches) patch_block(real(c.what), p.first, p.second);
         ASSERT_EQ(rfs_add_disk(1, path.c_str(), 0, 0, nullptr), 0);
         EXPECT_EQ(pg_disk_list[1]->partition[0].part_state(), c.want_state);
@@ -198,7 +198,7 @@ TEST_F(DiskTest, AbsurdGeometryIsRefusedCleanly) {
 }
 
 TEST_F(DiskTest, HugeFileCountMountsWithoutHugeAllocations) {
-    std::string path = make_disk(small_spec());
+    std::string path = make_disk(small_disk());
     write_file(real(), copy_pos(0, 0) + 4, {0xFF, 0xFF});
     ASSERT_EQ(rfs_add_disk(2, path.c_str(), 0, 0, nullptr), 0);
     EXPECT_EQ(rfs::g_max_part_file_nr, 65535);

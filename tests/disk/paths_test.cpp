@@ -21,7 +21,7 @@ TEST(DataFileAddr, StrideAndBaseFollowTheStoredSize) {
 }
 
 TEST_F(DiskTest, NasNamesAndTheDroppedDiskRule) {
-    std::string path = make_disk(small_spec(1, true));
+    std::string path = make_disk(small_disk(1, true));
     use_nas(true);
     for (int k = 0; k < 3; ++k) std::remove((real() + "/index" + std::to_string(k)).c_str());
     rfs::FdGuard any(rfs::open_index_file(path.c_str(), RFS_O_RDONLY, -1));

@@ -29,7 +29,7 @@ TEST_F(DiskTest, RandomlyDamagedBlocksMountOrAreRefusedCleanly) {
     rfs_host::fault_install(rfs_host::overlay_ops());
     std::mt19937 rng(20261123);
     for (bool nas : {false, true}) {
-        std::string path = make_disk(small_spec(1, nas), nas ? "nas" : "raw");
+        std::string path = make_disk(small_disk(1, nas), nas ? "nas" : "raw");
         std::string block_file = nas ? real("nas") + "/index0" : real("raw");
         std::string block_name = nas ? path + "/index0" : path;
         if (!nas) std::filesystem::resize_file(block_file, 8 << 20);
