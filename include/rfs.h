@@ -16,9 +16,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#if defined(_WIN32)
-#define RFS_API __declspec(dllexport)
-#elif defined(__GNUC__)
+#if defined(__GNUC__)
 #define RFS_API __attribute__((visibility("default")))
 #else
 #define RFS_API
