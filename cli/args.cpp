@@ -8,9 +8,9 @@ namespace cli {
 
 namespace {
 
-const OptionSpec *find_spec(const std::vector<OptionSpec> &options, const std::string &name) {
+const Option *find_option(const std::vector<Option> &options, const std::string &name) {
     auto it = std::find_if(options.begin(), options.end(),
-                           [&](const OptionSpec &o) { return o.name == name; });
+                           [&](const Option &o) { return o.name == name; });
     return it == options.end() ? nullptr : &*it;
 }
 
@@ -18,7 +18,7 @@ bool looks_like_option(const std::string &word) { return word.size() > 1 && word
 
 } // namespace
 
-Args::Args(const std::vector<std::string> &words, const std::vector<OptionSpec> &options) {
+Args::Args(const std::vector<std::string> &words, const std::vector<Option> &options) {
     for (size_t i = 0; i < words.size(); ++i) {
         std::string word = words[i];
         if (word == "--") {
@@ -40,9 +40,9 @@ Args::Args(const std::vector<std::string> &words, const std::vector<OptionSpec> 
             word.resize(eq);
             has_inline = true;
         }
-        const OptionSpec *spec = find_spec(options, word);
-        if (!spec) throw UsageError("unknown option '" + word + "'");
-        if (!spec->takes_value) {
+        const Option *option = find_option(options, word);
+        if (!option) throw UsageError("unknown option '" + word + "'");
+        if (!option->takes_value) {
             if (has_inline) throw UsageError("option '" + word + "' takes no value");
             given_.push_back({word, ""});
         } else if (has_inline) {

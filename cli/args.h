@@ -7,7 +7,7 @@
 
 namespace cli {
 
-struct OptionSpec {
+struct Option {
     std::string name; // "--channel", "-o"
     bool takes_value = false;
 };
@@ -16,7 +16,7 @@ class Args {
   public:
     // Throws UsageError on an unknown option or a missing value. "--help" and
     // "-h" are always understood.
-    Args(const std::vector<std::string> &words, const std::vector<OptionSpec> &options);
+    Args(const std::vector<std::string> &words, const std::vector<Option> &options);
 
     bool help() const { return help_; }
     bool has(const std::string &name) const;

@@ -1,5 +1,6 @@
 // rfs mkdisk: writes the disk a recorder scenario (JSON) describes.
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <sstream>
@@ -51,7 +52,7 @@ int run_mkdisk(const std::vector<std::string> &words) {
     }
     double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count();
     fprintf(out(), "%s: %s with %zu events, %zu pictures, %zu labels (%.0f ms)\n", target.c_str(),
-            r->spec().nas ? "NAS folder" : "raw image", r->events().size(), r->pictures().size(),
+            std::filesystem::is_directory(target) ? "NAS folder" : "raw image", r->events().size(), r->pictures().size(),
             r->labels().size(), ms);
     return 0;
 }

@@ -7,10 +7,10 @@
 
 TEST(CliArgs, BadCommandLinesFailWithAMessage) {
     TempDir dir;
-    rec::DiskSpec spec;
-    spec.files_per_partition = 2;
+    rec::DiskSpec shape;
+    shape.files_per_partition = 2;
     std::string disk = dir.file("d.img"), other = dir.file("plain.txt");
-    rec::Recorder(spec, disk).finish();
+    rec::Recorder(shape, disk).finish();
     std::filesystem::create_directory(dir.file("folder"));
     std::ofstream(other) << "not a disk";
     const std::string at = "2026-03-01 10:00:00";

@@ -54,11 +54,11 @@ std::vector<uint8_t> read_file(const std::string &path) {
 }
 
 void CliDiskTest::SetUp() {
-    rec::DiskSpec spec;
-    spec.files_per_partition = 8;
-    spec.nas = nas();
+    rec::DiskSpec shape;
+    shape.files_per_partition = 8;
+    shape.nas = nas();
     disk_ = dir_.file(nas() ? "nas" : "disk.img");
-    rec_ = std::make_unique<rec::Recorder>(spec, disk_);
+    rec_ = std::make_unique<rec::Recorder>(shape, disk_);
     rec::RecordOptions o;
     o.fps = 10;
     o.key_interval = 20;
