@@ -20,7 +20,7 @@ const char kUsage[] =
     "                      [--type MASK|NAME...] [--json] [--write] [--verbose]\n"
     "\n"
     "Lists the recorded events that overlap the time range, one line each:\n"
-    "channel, start, end, record types and stored size.\n"
+    "disk, channel, start, end, record types and stored size.\n"
     "\n"
     "  --channel LIST   channels, e.g. 3 or 0,2,5-7 (default: all)\n"
     "  --from TIME      YYYY-MM-DD HH:MM:SS, or YYYY-MM-DD for 00:00:00 (default: the beginning)\n"
@@ -47,11 +47,11 @@ EventQuery query_from(const Args &args) {
 
 void show_events(const std::vector<RfsEvent> &events) {
     FILE *o = out();
-    fprintf(o, "%4s  %-19s  %-19s  %-14s  %10s\n", "chn", "start", "end", "types", "bytes");
+    fprintf(o, "%4s  %4s  %-19s  %-19s  %-14s  %10s\n", "disk", "chn", "start", "end", "types", "bytes");
     for (const RfsEvent &ev : events)
-        fprintf(o, "%4u  %s  %s  %-14s  %10" PRIu32 "%s\n", ev.chn, time_text(ev.start).c_str(),
-                time_text(ev.end).c_str(), type_text(ev.record_type).c_str(), ev.data_size,
-                ev.covered ? "  (overwritten)" : "");
+        fprintf(o, "%4u  %4u  %s  %s  %-14s  %10" PRIu32 "%s\n", unsigned(ev.record_id >> 24), ev.chn,
+                time_text(ev.start).c_str(), time_text(ev.end).c_str(), type_text(ev.record_type).c_str(),
+                ev.data_size, ev.covered ? "  (overwritten)" : "");
     fprintf(o, "%zu event%s\n", events.size(), events.size() == 1 ? "" : "s");
 }
 
