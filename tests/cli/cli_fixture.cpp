@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <sys/wait.h>
 
 namespace fs = std::filesystem;
@@ -35,9 +36,9 @@ bool has_ref(const rec::KeyFrame &k) { return k.ref_length != 0 && k.ref_offset 
 
 } // namespace
 
-RunResult run_rfs(const std::vector<std::string> &args) {
+RunResult run_rfs(const std::vector<std::string> &args, const std::string &tmpdir) {
     TempDir io;
-    std::string command = quoted(rfs_binary());
+    std::string command = (tmpdir.empty() ? "" : "TMPDIR=" + quoted(tmpdir) + " ") + quoted(rfs_binary());
     for (const std::string &a : args) command += " " + quoted(a);
     command += " >" + quoted(io.file("out")) + " 2>" + quoted(io.file("err"));
     int status = std::system(command.c_str());

@@ -16,8 +16,9 @@ struct RunResult {
     std::string out, err;
 };
 
-// Runs <build>/cli/rfs (next to this test's own build folder) with `args`.
-RunResult run_rfs(const std::vector<std::string> &args);
+// Runs <build>/cli/rfs (next to this test's own build folder) with `args`;
+// with `tmpdir`, the tool's temporary files go there.
+RunResult run_rfs(const std::vector<std::string> &args, const std::string &tmpdir = "");
 
 std::vector<uint8_t> read_file(const std::string &path);
 

@@ -3,17 +3,6 @@
 
 #include "cli_fixture.h"
 
-namespace {
-
-int temp_demo_folders() {
-    int n = 0;
-    for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::temp_directory_path()))
-        n += entry.path().filename().string().rfind("rfs-demo-", 0) == 0;
-    return n;
-}
-
-} // namespace
-
 TEST(CliDemo, PassesAndKeepsItsFilesInTheGivenFolder) {
     TempDir dir;
     std::string folder = dir.file("demo");
@@ -32,8 +21,9 @@ TEST(CliDemo, PassesAndKeepsItsFilesInTheGivenFolder) {
 }
 
 TEST(CliDemo, RemovesItsTemporaryFolder) {
-    int before = temp_demo_folders();
-    RunResult r = run_rfs({"demo"});
+    TempDir tmp;
+    RunResult r = run_rfs({"demo"}, tmp.path());
     ASSERT_EQ(r.code, 0) << r.out << r.err;
-    EXPECT_EQ(temp_demo_folders(), before);
+    EXPECT_NE(r.out.find(tmp.path() + "/rfs-demo-"), std::string::npos) << r.out;
+    EXPECT_TRUE(std::filesystem::is_empty(tmp.path()));
 }
