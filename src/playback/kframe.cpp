@@ -61,12 +61,13 @@ int walk_key_frames(int rd, void *buf, int len, unsigned *head_skip, int step,
     }
     ReadSession &s = g_read_session[rd];
     bool moved = false;
-    if (step != 0) {
-        s.kf_phase = std::max(s.kf_phase - 1, 0); // every value <= 0 means "move"
-        if (s.kf_phase == 0) {
-            move_index(s, step);
-            moved = true;
-        }
+    // Only a real step counts the phase down, but a phase at 0 means "move"
+    // whatever the step: right after a seek (phase 0) a "current" call settles
+    // on the chosen key frame and so delivers its reference frame first.
+    if (step != 0) s.kf_phase = std::max(s.kf_phase - 1, 0); // every value <= 0 means "move"
+    if (s.kf_phase == 0) {
+        move_index(s, step);
+        moved = true;
     }
     log_position(s, step);
     if (s.cur_index < s.first_index || s.cur_index > s.last_index) {
