@@ -5,41 +5,144 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "disk/registry.h"
+#include "disk_alias.h"
+#include "fault_storage.h"
+#include "frame/state.h"
+#include "frame/time.h"
+#include "posix_storage.h"
 #include "recorder.h"
 #include "rfs.h"
+#include "support/log_capture.h"
 #include "support/temp_dir.h"
 
-RfsDateTime dt(rec::PackedTime t);
+inline RfsDateTime dt(rec::PackedTime t) {
+    RfsDateTime d{};
+    rfs::unpack_time(t, &d);
+    return d;
+}
+inline bool same_time(const RfsDateTime &a, const RfsDateTime &b) { return std::memcmp(&a, &b, 8) == 0; }
+
+// Runs a call and checks its result and, when given, a log line it wrote.
+struct Call {
+    const char *what;
+    std::function<int()> call;
+    int result;
+    const char *log = nullptr;
+};
+inline void expect_codes(const std::vector<Call> &calls) {
+    for (const Call &c : calls) {
+        SCOPED_TRACE(c.what);
+        LogCapture log;
+        EXPECT_EQ(c.call(), c.result);
+        if (c.log) {
+            EXPECT_TRUE(log.contains(c.log)) << c.log;
+        }
+    }
+}
 
 class PlaybackTest : public ::testing::Test {
   protected:
-    void SetUp() override;
-    void TearDown() override;
+    void SetUp() override {
+        rfs_host::clear_aliases();
+        rfs_host::fault_install(rfs_host::posix_ops());
+        rfs::g_max_part_file_nr = 0;
+        ASSERT_EQ(rfs_init(16, 1), 0);
+    }
+    void TearDown() override {
+        for (int rd = 0; rd < rfs::kReadSessions; ++rd) rfs_read_stop(rd);
+        if (handle_ >= 0) rfs_find_stop(uint32_t(handle_));
+        if (rfs::pg_disk_list[0]) rfs_remove_disk(0);
+        rfs_exit();
+        rfs_host::fault_clear_rules();
+        rfs_set_nas_mode(0);
+    }
 
-    // Starts a disk; record on recorder() and then call mount().
-    rec::Recorder &recorder(bool nas, uint64_t seed = 1);
-    void mount();
+    // Starts a disk; record on it and then call mount().
+    rec::Recorder &recorder(bool nas) {
+        nas_ = nas;
+        rec::DiskSpec shape;
+        shape.nas = nas;
+        shape.files_per_partition = 4;
+        rec_ = std::make_unique<rec::Recorder>(shape, dir_.file(nas ? "nas" : "disk.img"));
+        return *rec_;
+    }
+    void mount() {
+        rec_->finish();
+        rfs_set_nas_mode(nas_ ? 1 : 0);
+        std::string path = rfs_host::alias_disk(dir_.file(nas_ ? "nas" : "disk.img"));
+        ASSERT_EQ(rfs_add_disk(0, path.c_str(), 0, 0, nullptr), 0);
+        uint8_t channels[2] = {0xFF, 0xFF};
+        RfsSearchParam p{};
+        p.search_type = 3;
+        p.chnCnt = 16;
+        p.record_type = ~0ull;
+        p.start = dt(rec::t("2026-01-01 00:00:00"));
+        p.end = dt(rec::t("2026-12-31 23:59:59"));
+        p.chnBit = channels;
+        handle_ = rfs_find_start(&p, nullptr, 0);
+        ASSERT_GE(handle_, 0);
+    }
     // One recording of channel chn on a fresh raw disk, mounted; its first event.
-    const rec::EventTruth &record_one(int chn, const char *from, const char *to,
-                                      const rec::RecordOptions &o = {});
+    const rec::EventTruth &record_one(int chn, const char *from, const char *to, const rec::RecordOptions &o = {}) {
+        recorder(false).record(chn, rec::t(from), rec::t(to), rec::kTimed, o);
+        mount();
+        return rec_->events().front();
+    }
     // The search's record of an event (the host's copy).
-    RfsEvent listed(const rec::EventTruth &ev);
-    // The search's own copy, which carries the covered mark.
-    RfsEvent &search_copy(const RfsEvent &e);
-    RfsEventKey key_of(const rec::EventTruth &ev);
+    RfsEvent listed(const rec::EventTruth &ev) {
+        RfsEventList list{};
+        EXPECT_EQ(rfs_get_event(uint32_t(handle_), ev.chn, &list), 0);
+        uint32_t id = uint32_t(ev.partition) << 16 | uint32_t(ev.file_no - 1);
+        for (int i = 0; i < list.count; ++i)
+            if (list.list[i].record_id == id && list.list[i].event_id == ev.event_no - 1) return list.list[i];
+        ADD_FAILURE() << "event " << ev.file_no << "/" << ev.event_no << " not listed";
+        return {};
+    }
+    static RfsEventKey key_of(const rec::EventTruth &ev) {
+        RfsEventKey k{};
+        k.event_no = uint32_t(ev.event_no - 1);
+        k.file_no = uint16_t(ev.file_no - 1);
+        k.partition = uint8_t(ev.partition);
+        k.start = dt(ev.start);
+        k.end = dt(ev.end);
+        return k;
+    }
 
     // Reads until the end of the event; the bytes the library marked as the
-    // event's (after head_skip of each delivery).
-    std::vector<uint8_t> read_to_end(int rd, int len);
+    // event's (after head_skip of each delivery), one storage call each.
+    std::vector<uint8_t> read_to_end(int rd, int len) {
+        std::vector<uint8_t> out;
+        uint64_t deliveries = 0, reads_before = rfs_host::fault_counts().reads;
+        for (int r; (r = rfs_read(rd, buf_.data(), len, &skip_, nullptr)) != 0; ++deliveries) {
+            if (r < 0 || unsigned(r) < skip_) {
+                ADD_FAILURE() << "rfs_read gave " << r << " with head_skip " << skip_;
+                break;
+            }
+            out.insert(out.end(), buf_.begin() + skip_, buf_.begin() + r);
+        }
+        EXPECT_EQ(rfs_host::fault_counts().reads - reads_before, deliveries);
+        return out;
+    }
+    // The bytes the last delivery of n bytes marked as the event's.
+    std::vector<uint8_t> delivered(int n) const { return {buf_.begin() + skip_, buf_.begin() + n}; }
     // The stored bytes [offset, offset + length) of an event's data file.
-    std::vector<uint8_t> stored(const rec::EventTruth &ev, uint32_t offset, uint32_t length);
+    std::vector<uint8_t> stored(const rec::EventTruth &ev, uint32_t offset, uint32_t length) {
+        std::vector<uint8_t> s = rec_->stream(ev);
+        return {s.begin() + (offset - ev.data_start), s.begin() + (offset - ev.data_start + length)};
+    }
 
     bool nas_ = false;
     TempDir dir_;
     std::unique_ptr<rec::Recorder> rec_;
     int handle_ = -1;
+    std::vector<uint8_t> buf_ = std::vector<uint8_t>(65536);
+    unsigned skip_ = 0;
+    RfsDateTime ft_{};
 };

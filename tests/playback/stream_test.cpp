@@ -2,18 +2,7 @@
 // for byte with what the recorder stored.
 #include <tuple>
 
-#include "frame/state.h"
 #include "playback_fixture.h"
-
-namespace {
-
-rec::RecordOptions with_refs(int ref_every) {
-    rec::RecordOptions o;
-    o.ref_every = ref_every;
-    return o;
-}
-
-} // namespace
 
 // (NAS disk, reference frame every n key frames)
 class StreamTest : public PlaybackTest, public ::testing::WithParamInterface<std::tuple<bool, int>> {};
@@ -22,10 +11,11 @@ class StreamTest : public PlaybackTest, public ::testing::WithParamInterface<std
 // 4 KB boundary; a seek into the middle starts at a key frame (or its
 // reference frame) anywhere in a block.
 TEST_P(StreamTest, DeliversTheStoredBytes) {
-    auto [nas, ref_every] = GetParam();
-    rec::Recorder &r = recorder(nas);
-    r.record(1, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:00:40"), rec::kTimed, with_refs(ref_every));
-    r.record(1, rec::t("2026-03-01 10:05:00"), rec::t("2026-03-01 10:05:30"), rec::kMotion, with_refs(ref_every));
+    rec::RecordOptions o;
+    o.ref_every = std::get<1>(GetParam());
+    rec::Recorder &r = recorder(std::get<0>(GetParam()));
+    r.record(1, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:00:40"), rec::kTimed, o);
+    r.record(1, rec::t("2026-03-01 10:05:00"), rec::t("2026-03-01 10:05:30"), rec::kMotion, o);
     mount();
     ASSERT_EQ(r.events().size(), 2u);
     EXPECT_NE(r.events()[1].data_start % 4096, 0u);

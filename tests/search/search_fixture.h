@@ -1,16 +1,24 @@
-// Shared set-up of the search tests: recorder-made disks mounted through the
-// public calls on POSIX storage behind the counting wrapper, a request
-// builder, and what a search should return according to the recorder.
+// Recorder-made disks mounted through the public calls on POSIX storage behind
+// the counting wrapper, a request builder, and what a search should return
+// according to the recorder.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <deque>
+#include <algorithm>
 #include <functional>
+#include <map>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "disk/registry.h"
+#include "disk_alias.h"
+#include "fault_storage.h"
+#include "frame/alloc.h"
+#include "frame/state.h"
+#include "frame/time.h"
+#include "posix_storage.h"
 #include "recorder.h"
 #include "rfs.h"
 #include "support/log_capture.h"
@@ -18,57 +26,135 @@
 
 constexpr int kChannels = 8;
 
+inline rec::PackedTime at(const std::string &text) { return rec::t(text); }
+
 // A listed event: disk, partition, file, event, channel, start, end.
 using Found = std::tuple<int, int, int, int, int, uint32_t, uint32_t>;
-Found found_of(const RfsEvent &e);
-
-struct Query {
-    uint8_t search_type = 3, search_mode = 0;
-    rec::PackedTime start = 0, end = 0;
-    uint32_t channels = 0xFF; // bit c selects channel c
-    int32_t chn_cnt = kChannels;
-    uint64_t types = ~0ull;
-    std::vector<uint64_t> integrated;
-    uint32_t skip_zero_length = 0;
-};
-Query day(const std::string &date);
-rec::PackedTime at(const std::string &text);
+inline Found found_of(const RfsEvent &e) {
+    return {int(e.record_id >> 24), int(e.record_id >> 16 & 0xFF), int(e.record_id & 0xFFFF),
+            e.event_id, e.chn, rfs::pack_time(e.start), rfs::pack_time(e.end)};
+}
+// The library's list order: start time, then channel.
+inline void by_start_then_channel(std::vector<Found> &v) {
+    std::stable_sort(v.begin(), v.end(), [](const Found &a, const Found &b) {
+        return std::tie(std::get<5>(a), std::get<4>(a)) < std::tie(std::get<5>(b), std::get<4>(b));
+    });
+}
 
 class SearchTest : public ::testing::Test {
   protected:
-    void SetUp() override;
-    void TearDown() override;
-
-    // Records on a fresh disk (then finish()) and keeps what was written.
-    void make_disk(const rec::DiskSpec &shape, const std::function<void(rec::Recorder &)> &live,
-                   const std::string &name);
-    // kind 1 or negative puts the disk in group half 32..63.
-    void mount(int id, const std::string &name, int kind = 0, int group = 0);
-    void poke(const std::string &name, uint64_t off, uint32_t value, int bytes);
-
-    RfsSearchParam param(const Query &q);
-    std::vector<Found> expected(const Query &q) const; // in the library's order
-    int search(const Query &q, RfsEventList *merged = nullptr, int32_t num = 0);
-    static std::vector<Found> listed(int h, int chn);
-    static std::vector<Found> all_listed(int h); // every channel, by start then channel
-
     struct Disk {
-        std::string name, alias;
+        std::string alias;
         std::vector<rec::EventTruth> events;
         rec::Geometry geometry;
     };
-    const Disk &disk(const std::string &name) const;
+
+    void SetUp() override {
+        std::fill(std::begin(every_), std::end(every_), 0xFF);
+        rfs_host::clear_aliases();
+        rfs_host::fault_install(rfs_host::posix_ops());
+        rfs::g_event_index_size = 0;
+        rfs::g_max_part_file_nr = 0;
+        ASSERT_EQ(rfs_init(kChannels, 1), 0);
+    }
+    void TearDown() override {
+        for (uint32_t h = 0; h < 64; ++h) rfs_find_stop(h);
+        for (int id = 0; id < rfs::kMaxDisks; ++id)
+            if (rfs::pg_disk_list[id]) rfs_remove_disk(id);
+        rfs_exit();
+        rfs::set_alloc_failure(-1);
+        rfs_host::fault_clear_rules();
+        rfs_set_nas_mode(0);
+    }
+
+    // Records on a fresh disk (then finish()) and keeps what was written.
+    const Disk &make_disk(const rec::DiskSpec &shape, const std::function<void(rec::Recorder &)> &live,
+                          const std::string &name) {
+        rec::Recorder r(shape, tmp_.file(name));
+        live(r);
+        r.finish();
+        return disks_[name] = {rfs_host::alias_disk(tmp_.file(name)),
+                               {r.events().begin(), r.events().end()}, r.geometry()};
+    }
+    // kind 1 or negative puts the disk in group half 32..63.
+    void mount(int id, const std::string &name, int kind = 0, int group = 0) {
+        ASSERT_EQ(rfs_add_disk(id, disks_[name].alias.c_str(), kind, group, nullptr), 0);
+        for (const rec::EventTruth &ev : disks_[name].events) truth_.push_back({id, kind == 1 || kind < 0, &ev});
+    }
+
+    // Every channel and record type from `from` to `to`.
+    RfsSearchParam range(const std::string &from, const std::string &to, uint8_t type = 3) {
+        RfsSearchParam p{};
+        p.search_type = type;
+        p.chnCnt = kChannels;
+        p.record_type = ~0ull;
+        p.chnBit = every_;
+        rfs::unpack_time(at(from), &p.start);
+        rfs::unpack_time(at(to), &p.end);
+        return p;
+    }
+    RfsSearchParam day(const std::string &date, uint8_t type = 3) {
+        return range(date + " 00:00:00", date + " 23:59:59", type);
+    }
+    int search(RfsSearchParam p, RfsEventList *merged = nullptr, int32_t num = 0) {
+        RfsEventList ignored{};
+        return rfs_find_start(&p, merged ? merged : &ignored, num);
+    }
+
+    // What the recorder wrote that the search should list, in the library's order.
+    std::vector<Found> expected(const RfsSearchParam &p) const {
+        auto type_ok = [&](uint64_t type) {
+            return (type & p.record_type) ||
+                   std::any_of(p.integratedRecType, p.integratedRecType + p.integratedRecTypeCount,
+                               [&](uint64_t m) { return (type & m) == m; });
+        };
+        // A second-half event is dropped when one first-half event of its
+        // channel spans it (the tests build no longer chains).
+        auto spanned = [&](const rec::EventTruth &e) {
+            return std::any_of(truth_.begin(), truth_.end(), [&](const Mounted &o) {
+                return !o.half && o.ev->chn == e.chn && o.ev->start <= e.start && o.ev->end >= e.end;
+            });
+        };
+        std::vector<Found> out;
+        for (const Mounted &m : truth_) {
+            const rec::EventTruth &e = *m.ev;
+            if (e.skip_flag == 1 || e.chn >= p.chnCnt || !(p.chnBit[e.chn / 8] >> (e.chn % 8) & 1)) continue;
+            if (!type_ok(e.type_mask) || e.start > rfs::pack_time(p.end) || e.end < rfs::pack_time(p.start)) continue;
+            if ((p.skip_zero_length && e.start == e.end) || (m.half && spanned(e))) continue;
+            out.push_back({m.id, e.partition, e.file_no - 1, e.event_no - 1, e.chn, e.start, e.end});
+        }
+        by_start_then_channel(out);
+        return out;
+    }
+
+    static std::vector<Found> listed(int h, int chn) {
+        RfsEventList l{};
+        EXPECT_EQ(rfs_get_event(uint32_t(h), chn, &l), 0);
+        std::vector<Found> out;
+        for (int i = 0; i < l.count; ++i) out.push_back(found_of(l.list[i]));
+        return out;
+    }
+    // Every channel's list, by start then channel.
+    static std::vector<Found> all_listed(int h) {
+        std::vector<Found> out;
+        for (int c = 0; c < kChannels; ++c) {
+            std::vector<Found> one = listed(h, c);
+            out.insert(out.end(), one.begin(), one.end());
+        }
+        by_start_then_channel(out);
+        return out;
+    }
 
     TempDir tmp_;
     LogCapture log_;
+    std::map<std::string, Disk> disks_; // truth_ points into it
 
   private:
     struct Mounted {
-        int id, half;
+        int id;
+        bool half;
         const rec::EventTruth *ev;
     };
-    std::deque<Disk> disks_; // truth_ points into it
     std::vector<Mounted> truth_;
-    std::vector<uint8_t> chn_bits_;
-    std::vector<uint64_t> integrated_;
+    uint8_t every_[128];
 };

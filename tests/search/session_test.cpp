@@ -1,16 +1,15 @@
-// rfs_find_start's checks and dispatch, and the 64-session pool.
-#include "frame/state.h"
+// rfs_find_start's checks and dispatch, the 64-session pool, and the
+// most-recent-N search.
 #include "search_fixture.h"
 
 TEST_F(SearchTest, ParameterChecksAndDispatchCodes) {
-    RfsSearchParam p = param(Query{});
+    RfsSearchParam p = day("2026-03-01");
     RfsEventList out{};
     struct Case { uint8_t data_type, search_type; bool with_out; int code; } cases[] = {
-        {0, 2, false, RFS_ERR_NULL},       {0, 1, false, RFS_ERR_NULL},
-        {0, 5, true, RFS_ERR_SEARCH_TYPE},
-        {0, 0, true, RFS_ERR_FAILED},      {2, 0, true, RFS_ERR_FAILED}, // calendars: not yet
-        {0, 1, true, RFS_ERR_FAILED},      {1, 3, true, RFS_ERR_FAILED}, // timeline, pictures
-        {0, 3, false, 0},                  {2, 2, true, 0}, // another data type: an empty session
+        {0, 2, false, RFS_ERR_NULL}, {0, 1, false, RFS_ERR_NULL}, {0, 5, true, RFS_ERR_SEARCH_TYPE},
+        {0, 0, true, RFS_ERR_FAILED}, {2, 0, true, RFS_ERR_FAILED}, // calendars: not yet
+        {0, 1, true, RFS_ERR_FAILED}, {1, 3, true, RFS_ERR_FAILED}, // timeline, pictures
+        {0, 3, false, 0}, {2, 2, true, 0}, // another data type: an empty session
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::Message() << int(c.data_type) << "/" << int(c.search_type));
@@ -18,11 +17,6 @@ TEST_F(SearchTest, ParameterChecksAndDispatchCodes) {
         p.search_type = c.search_type;
         EXPECT_EQ(rfs_find_start(&p, c.with_out ? &out : nullptr, 0), c.code);
         EXPECT_EQ(rfs::g_search[0].state, c.code ? 0 : c.data_type == 0 ? 1 : 2);
-        RfsEventList l{reinterpret_cast<RfsEvent *>(8), 5};
-        if (c.code == 0) {
-            EXPECT_EQ(rfs_get_event(0, 0, &l), 0);
-            EXPECT_EQ(std::make_pair(l.list, l.count), std::make_pair((RfsEvent *)nullptr, 0));
-        }
         rfs_find_stop(0);
     }
     EXPECT_EQ(rfs_find_start(nullptr, &out, 0), RFS_ERR_NULL);
@@ -33,18 +27,62 @@ TEST_F(SearchTest, ParameterChecksAndDispatchCodes) {
 }
 
 TEST_F(SearchTest, PoolOfSixtyFourSessions) {
-    Query q = day("2026-03-01");
+    RfsSearchParam q = day("2026-03-01");
     for (int i = 0; i < 64; ++i) ASSERT_EQ(search(q), i);
     EXPECT_EQ(search(q), RFS_ERR_NO_SEARCH_SESSION);
     EXPECT_TRUE(log_.contains("have no g_output"));
     for (uint32_t h : {17u, 17u, 64u, 0xFFFFFFFFu}) EXPECT_EQ(rfs_find_stop(h), 0);
     EXPECT_EQ(search(q), 17);
-
+    // A reused session starts clean: nothing found gives an empty list.
     rfs_find_stop(3);
     rfs::g_search[3].event_cursor[1] = 7;
-    q.search_type = 2;
     RfsEventList merged{reinterpret_cast<RfsEvent *>(8), 9};
-    EXPECT_EQ(search(q, &merged), 3); // nothing found: an empty list
-    EXPECT_EQ(std::make_pair(merged.list, merged.count), std::make_pair((RfsEvent *)nullptr, 0));
-    EXPECT_EQ(rfs::g_search[3].event_cursor[1], -1);
+    EXPECT_EQ(search(day("2026-03-01", 2), &merged), 3);
+    EXPECT_EQ(std::make_tuple(merged.list, merged.count, rfs::g_search[3].event_cursor[1]),
+              std::make_tuple((RfsEvent *)nullptr, 0, -1));
+}
+
+// Steps back one day at a time until channel 0 holds enough events, and
+// leaves the last day searched in the caller's range.
+TEST_F(SearchTest, MostRecentStepsBackOneDayAtATime) {
+    rec::DiskSpec shape;
+    shape.headers_only = true;
+    shape.keep_truth = false;
+    make_disk(shape, [](rec::Recorder &r) {
+        rec::RecordOptions o;
+        o.fps = 1;
+        for (std::string d : {"2026-02-28", "2026-03-03", "2026-03-05"})
+            r.record(0, at(d + " 08:00:00"), at(d + " 08:05:00"), rec::kTimed, o);
+        r.record(1, at("2026-03-05 09:00:00"), at("2026-03-05 09:05:00"), rec::kTimed, o);
+    }, "a");
+    mount(0, "a");
+    // (range start, num, search type, result, events of channel 0, last day, days collected)
+    struct Case { const char *lower; int num; uint8_t type; int result, chn0; const char *last_day; uint64_t days; } cases[] = {
+        {"2026-03-01 00:00:00", 0, 3, 0, 1, "2026-03-05", 1},
+        {"2026-03-01 00:00:00", 2, 3, 0, 2, "2026-03-03", 3},
+        {"2026-03-01 00:00:00", 2, 2, 0, 2, "2026-03-05", 1}, // merged: channel 0 holds every channel
+        {"2026-03-04 12:00:00", 10, 3, 0, 1, "2026-03-04", 2}, // the caller's start ends the walk
+        // day 0 of March, then 02-31, 02-30, 02-29 and 02-28, the first recording
+        {"2026-01-01 00:00:00", 100001, 3, 0, 3, "2026-02-28", 10},
+        {"2026-02-01 00:00:00", 1, 3, RFS_ERR_FAILED, 0, "2026-02-01", 0}, // ends at the first recording
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(testing::Message() << c.lower << " " << c.num);
+        RfsSearchParam p = range(c.lower, c.result ? "2026-02-28 08:00:00" : "2026-03-05 12:00:00", c.type);
+        p.search_mode = 4;
+        RfsEventList merged{};
+        rfs_host::fault_reset_counts();
+        int h = rfs_find_start(&p, &merged, c.num);
+        EXPECT_EQ(std::min(h, 0), c.result);
+        EXPECT_EQ(h >= 0 ? rfs::g_search[h].data_len[0] : 0, c.chn0);
+        EXPECT_EQ(rec::format_time(rfs::pack_time(p.start)).substr(0, 10), c.last_day);
+        if (h >= 0) {
+            EXPECT_EQ(rec::format_time(rfs::pack_time(p.end)), std::string(c.last_day) + " 23:59:59");
+        }
+        EXPECT_EQ(rfs_host::fault_counts().opens, c.days);
+        rfs_find_stop(uint32_t(std::max(h, 0)));
+    }
+    for (const char *line : {"search num out of range. num = 100001", "search time err"})
+        EXPECT_TRUE(log_.contains(line)) << line;
+    for (const rfs::SearchSession &s : rfs::g_search) EXPECT_EQ(s.state, 0);
 }
