@@ -4,15 +4,12 @@
 #include "disk/paths.h"
 #include "disk_fixture.h"
 #include "frame/storage.h"
-#include "rfs.h"
 
 TEST(DataFileAddr, StrideAndBaseFollowTheStoredSize) {
     struct Case { uint32_t size, start; int n; int64_t want; };
-    for (Case c : {Case{0, 0, 2, 0x20000000 + 2 * 0x10000000ll},
-                   Case{0x20000000, 0x100000, 3, 0x60100000},
-                   Case{0x30000000, 0x100000, 1, 0x10100000},
-                   Case{0x40000000, 0x200000, 65535, 65535ll * 0x40000000 + 0x200000},
-                   Case{0x10000000, 0, 0, 0}}) {
+    for (Case c : {Case{0, 0, 2, 0x20000000 + 2 * 0x10000000ll},       // 0 means 256 MB
+                   Case{0x30000000, 0x100000, 1, 0x10100000},           // an odd size too
+                   Case{0x40000000, 0x200000, 65535, 65535ll * 0x40000000 + 0x200000}}) {
         rfs::DiskParamBlock b;
         rfs::store_le32(b.bytes + rfs::DiskParamBlock::kDataFileSize, c.size);
         rfs::store_le32(b.bytes + rfs::DiskParamBlock::kDataAreaStart, c.start);
@@ -22,15 +19,14 @@ TEST(DataFileAddr, StrideAndBaseFollowTheStoredSize) {
 
 TEST_F(DiskTest, NasNamesAndTheDroppedDiskRule) {
     std::string path = make_disk(small_disk(1, true));
-    use_nas(true);
+    rfs_set_nas_mode(1);
     for (int k = 0; k < 3; ++k) std::remove((real() + "/index" + std::to_string(k)).c_str());
     rfs::FdGuard any(rfs::open_index_file(path.c_str(), RFS_O_RDONLY, -1));
     EXPECT_GE(any.get(), 0);
     EXPECT_EQ(rfs::open_index_file(path.c_str(), RFS_O_RDONLY, 4), -1);
     EXPECT_TRUE(log_.contains("pindex out of range"));
     // A name that does not fit its buffer is refused, never cut short.
-    std::string long_path(60, 'x');
-    EXPECT_EQ(rfs::open_data_file(long_path.c_str(), RFS_O_RDONLY, 12), -1);
+    EXPECT_EQ(rfs::open_data_file(std::string(60, 'x').c_str(), RFS_O_RDONLY, 12), -1);
     EXPECT_EQ(errno, ENAMETOOLONG);
     EXPECT_EQ(rfs_format_is_valid(path.c_str()), 0); // the block of index3
 
@@ -38,9 +34,9 @@ TEST_F(DiskTest, NasNamesAndTheDroppedDiskRule) {
     for (Case c : {Case{"/rfs", EIO, true, true}, Case{nullptr, 0, true, true},
                    Case{"/rfs/d0", EIO, true, false}, Case{"/rfs/d0", ENOENT, false, false},
                    Case{"/rfs/d0", EHOSTDOWN, true, false}}) {
-        use_nas(true);
-        EXPECT_EQ(rfs::is_disk_dropped(c.path, c.err), c.nas) << (c.path ? c.path : "null");
-        use_nas(false);
-        EXPECT_EQ(rfs::is_disk_dropped(c.path, c.err), c.raw) << (c.path ? c.path : "null");
+        for (bool nas : {true, false}) {
+            rfs_set_nas_mode(nas);
+            EXPECT_EQ(rfs::is_disk_dropped(c.path, c.err), nas ? c.nas : c.raw) << (c.path ? c.path : "null") << nas;
+        }
     }
 }
