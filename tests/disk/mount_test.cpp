@@ -30,7 +30,7 @@ TEST_F(DiskTest, RawMountFillsTheRecordDerivedValuesAndGroup) {
     }
 }
 
-TEST_F(DiskTest, RemoveAndAddCodes) {
+TEST_F(DiskTest, RemoveAndAddCodesAndRefusals) {
     std::string path = make_disk(small_disk());
     for (int id : {32, -1}) {
         EXPECT_EQ(rfs_add_disk(id, path.c_str(), 0, 0, nullptr), RFS_ERR_TIME) << id;
@@ -51,7 +51,19 @@ TEST_F(DiskTest, RemoveAndAddCodes) {
     EXPECT_EQ(pg_disk_list[7], nullptr);
     EXPECT_EQ(rfs::g_mark_a_disk + rfs::g_mark_b_disk, 0);
 
+    // Blocks refused before anything is written, and an allocation failure:
+    // the disk already in the slot stays mounted, or the slot is emptied.
     ASSERT_EQ(rfs_add_disk(7, path.c_str(), 0, 0, nullptr), 0);
+    const rfs::disk_info_t *before = pg_disk_list[7];
+    struct Case { const char *what; size_t off; uint8_t byte; const char *line; };
+    for (Case c : {Case{"17 partitions", 12, 17, "disk param err part count 17 > max part count 16"},
+                   Case{"fs type 9", 15, 9, "disk param err not support fs type now!"}}) {
+        std::string bad = make_disk(small_disk(), {}, c.what);
+        patch_block(real(c.what), c.off, {c.byte});
+        EXPECT_EQ(rfs_add_disk(7, bad.c_str(), 0, 0, nullptr), -1) << c.what;
+        EXPECT_TRUE(log_.contains(c.line)) << c.what;
+        EXPECT_EQ(pg_disk_list[7], before) << c.what;
+    }
     rfs::set_alloc_failure(0);
     EXPECT_EQ(rfs_add_disk(7, path.c_str(), 0, 0, nullptr), RFS_ERR_NO_MEMORY);
     EXPECT_TRUE(log_.contains("malloc disk_info_t failed"));
@@ -70,25 +82,6 @@ TEST_F(DiskTest, DumpPrintsEveryPartitionsRecordAndPictureTimes) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "all disk rec:\ndisk:2, " + path +
                                                           "\n    part:0 (26/3/1 10:0:0)-(26/3/1 10:1:0)\n"
                                                           "    part:0 (26/3/1 10:0:30)-(26/3/1 10:0:30)\n");
-}
-
-// Blocks the mount refuses before anything is written; a disk already in the
-// slot stays mounted.
-TEST_F(DiskTest, RefusedBlocksLeaveTheSlotAlone) {
-    std::string good = make_disk(small_disk(), {}, "good");
-    ASSERT_EQ(rfs_add_disk(4, good.c_str(), 0, 0, nullptr), 0);
-    const rfs::disk_info_t *before = pg_disk_list[4];
-    struct Case { const char *what; size_t off; uint8_t byte; const char *line; };
-    for (Case c : {Case{"17 partitions", 12, 17, "disk param err part count 17 > max part count 16"},
-                   Case{"fs type 9", 15, 9, "disk param err not support fs type now!"}}) {
-        SCOPED_TRACE(c.what);
-        std::string path = make_disk(small_disk(), {}, c.what);
-        patch_block(real(c.what), c.off, {c.byte});
-        log_.clear();
-        EXPECT_EQ(rfs_add_disk(4, path.c_str(), 0, 0, nullptr), -1);
-        EXPECT_TRUE(log_.contains(c.line));
-        EXPECT_EQ(pg_disk_list[4], before);
-    }
 }
 
 // A disk left in a bad state: the mount resets it in the block of every copy
