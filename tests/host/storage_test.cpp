@@ -79,8 +79,6 @@ TEST(PosixStorage, NeverCreatesAndMovesBytesAboveFourGiB) {
     EXPECT_EQ(posix_read(fd, back.data(), 8192, kSize - 100), 100); // short at the end
     EXPECT_EQ(posix_sync(fd), 0);
     EXPECT_EQ(posix_close(fd), 0);
-    EXPECT_EQ(posix_read(fd, back.data(), 16, 0), -1); // the system's own error
-    EXPECT_EQ(errno, EBADF);
     EXPECT_EQ(std::filesystem::file_size(path), uint64_t(kSize));
 }
 
