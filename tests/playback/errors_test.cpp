@@ -13,7 +13,6 @@ TEST_F(PlaybackTest, BadArgumentsGetTheirCodes) {
     RfsEventKey k = key_of(ev);
     RfsDateTime at = e.start, before = dt(rec::add_seconds(ev.start, -1));
     uint8_t *b = buf_.data();
-    unsigned &skip = skip_;
     int rd = rfs_read_start(1), idle = rfs_read_start(1), fresh = rfs_read_start(1);
     auto seek = [&] { return rfs_tseek(rd, &at, 1, 0, &e, 0); };
     expect_codes({
@@ -28,18 +27,18 @@ TEST_F(PlaybackTest, BadArgumentsGetTheirCodes) {
         {"seek, no such data file", [&] { return rfs_tseek(rd, &at, 1, 0, &no_file, 0); }, -32, "disk is no exist"},
         {"key seek, handle 64", [&] { return rfs_tseek_for_index(64, &at, 1, 0, &k); }, -4, "fs find start invalid fd!"},
         {"key seek, no key", [&] { return rfs_tseek_for_index(rd, &at, 1, 0, nullptr); }, -11},
-        {"read, handle 64", [&] { return rfs_read(64, b, 4096, &skip, nullptr); }, -4, "fs read start invalid fd!fd:64"},
-        {"read, no buffer", [&] { return rfs_read(rd, nullptr, 4096, &skip, nullptr); }, -11, "buf err!"},
-        {"read, session not open", [&] { return rfs_read(63, b, 4096, &skip, nullptr); }, -4, "rd=63 not use!"},
-        {"read, never positioned", [&] { return rfs_read(fresh, b, 4096, &skip, nullptr); }, -16, "read err"},
-        {"read, length not 4 KB", [&] { return seek() ?: rfs_read(rd, b, 5000, &skip, nullptr); }, -25, "err"},
-        {"read, negative length", [&] { return seek() ?: rfs_read(rd, b, -4096, &skip, nullptr); }, -25, "err"},
-        {"next, step 0", [&] { return rfs_get_next_kframe(rd, b, 4096, &skip, 0, nullptr); }, -4, "fs read start invalid fd!"},
-        {"prev, step -1", [&] { return rfs_get_prev_kframe(rd, b, 4096, &skip, -1, nullptr); }, -4},
-        {"current, handle 64", [&] { return rfs_get_current_kframe(64, b, 4096, &skip, nullptr); }, -4},
-        {"current, no buffer", [&] { return rfs_get_current_kframe(rd, nullptr, 4096, &skip, nullptr); }, -11, "para err!"},
-        {"current, frame longer than the buffer", [&] { return seek() ?: rfs_get_current_kframe(rd, b, 4096, &skip, nullptr); }, -25, "iframe length is too long!"},
-        {"current, idle session", [&] { return rfs_get_current_kframe(idle, b, 4096, &skip, nullptr); }, -16, "read err"},
+        {"read, handle 64", [&] { return rfs_read(64, b, 4096, &skip_, nullptr); }, -4, "fs read start invalid fd!fd:64"},
+        {"read, no buffer", [&] { return rfs_read(rd, nullptr, 4096, &skip_, nullptr); }, -11, "buf err!"},
+        {"read, session not open", [&] { return rfs_read(63, b, 4096, &skip_, nullptr); }, -4, "rd=63 not use!"},
+        {"read, never positioned", [&] { return rfs_read(fresh, b, 4096, &skip_, nullptr); }, -16, "read err"},
+        {"read, length not 4 KB", [&] { return seek() ?: rfs_read(rd, b, 5000, &skip_, nullptr); }, -25, "err"},
+        {"read, negative length", [&] { return seek() ?: rfs_read(rd, b, -4096, &skip_, nullptr); }, -25, "err"},
+        {"next, step 0", [&] { return rfs_get_next_kframe(rd, b, 4096, &skip_, 0, nullptr); }, -4, "fs read start invalid fd!"},
+        {"prev, step -1", [&] { return rfs_get_prev_kframe(rd, b, 4096, &skip_, -1, nullptr); }, -4},
+        {"current, handle 64", [&] { return rfs_get_current_kframe(64, b, 4096, &skip_, nullptr); }, -4},
+        {"current, no buffer", [&] { return rfs_get_current_kframe(rd, nullptr, 4096, &skip_, nullptr); }, -11, "para err!"},
+        {"current, frame longer than the buffer", [&] { return seek() ?: rfs_get_current_kframe(rd, b, 4096, &skip_, nullptr); }, -25, "iframe length is too long!"},
+        {"current, idle session", [&] { return rfs_get_current_kframe(idle, b, 4096, &skip_, nullptr); }, -16, "read err"},
         {"stop, handle 64", [&] { return rfs_read_stop(64); }, -4, "invalid param"},
         {"stop, free session", [&] { return rfs_read_stop(63); }, 0},
     });
@@ -54,10 +53,9 @@ TEST_F(PlaybackTest, BadArgumentsGetTheirCodes) {
 TEST_F(PlaybackTest, UntrustedRecordsGetACodeNotACrash) {
     const rec::EventTruth &ev = record_one(6, "2026-03-01 12:00:00", "2026-03-01 12:00:30");
     const std::vector<rec::KeyFrame> &kf = ev.kframes;
-    const std::string image = dir_.file("disk.img");
     uint64_t base = rec_->geometry().data_file_base(ev.partition, ev.file_no);
     auto poke = [&](uint64_t pos, uint32_t v) {
-        std::fstream f(image, std::ios::binary | std::ios::in | std::ios::out);
+        std::fstream f(dir_.file("disk.img"), std::ios::binary | std::ios::in | std::ios::out);
         f.seekp(std::streamoff(base + pos));
         f.write(reinterpret_cast<const char *>(&v), 4); // little-endian host
     };
@@ -73,11 +71,7 @@ TEST_F(PlaybackTest, UntrustedRecordsGetACodeNotACrash) {
         return rfs_tseek(rd, &at, 1, 0, &ev_rec, 0);
     };
     auto fail_index_reads = [&] {
-        rfs_host::FaultRule rule;
-        rule.file = "disk.img";
-        rule.from = int64_t(base + ev.last_iframe_pos);
-        rule.to = int64_t(base + ev.iframe_top);
-        rfs_host::fault_add(rule);
+        rfs_host::fault_add({.file = "disk.img", .from = int64_t(base + ev.last_iframe_pos), .to = int64_t(base + ev.iframe_top)});
         rfs::g_read_session[rd].cache_count = 0; // as after an index read that failed
         return 0;
     };
