@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <string>
 #include <tuple>
@@ -50,7 +51,6 @@ class SearchTest : public ::testing::Test {
     };
 
     void SetUp() override {
-        std::fill(std::begin(every_), std::end(every_), 0xFF);
         rfs_host::clear_aliases();
         rfs_host::fault_install(rfs_host::posix_ops());
         rfs::g_event_index_size = 0;
@@ -88,7 +88,7 @@ class SearchTest : public ::testing::Test {
         p.search_type = type;
         p.chnCnt = kChannels;
         p.record_type = ~0ull;
-        p.chnBit = every_;
+        p.chnBit = every_.data();
         rfs::unpack_time(at(from), &p.start);
         rfs::unpack_time(at(to), &p.end);
         return p;
@@ -137,10 +137,7 @@ class SearchTest : public ::testing::Test {
     // Every channel's list, by start then channel.
     static std::vector<Found> all_listed(int h) {
         std::vector<Found> out;
-        for (int c = 0; c < kChannels; ++c) {
-            std::vector<Found> one = listed(h, c);
-            out.insert(out.end(), one.begin(), one.end());
-        }
+        for (int c = 0; c < kChannels; ++c) std::ranges::copy(listed(h, c), std::back_inserter(out));
         by_start_then_channel(out);
         return out;
     }
@@ -150,11 +147,7 @@ class SearchTest : public ::testing::Test {
     std::map<std::string, Disk> disks_; // truth_ points into it
 
   private:
-    struct Mounted {
-        int id;
-        bool half;
-        const rec::EventTruth *ev;
-    };
+    struct Mounted { int id; bool half; const rec::EventTruth *ev; };
     std::vector<Mounted> truth_;
-    uint8_t every_[128];
+    std::vector<uint8_t> every_ = std::vector<uint8_t>(128, 0xFF);
 };
