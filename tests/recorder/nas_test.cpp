@@ -1,21 +1,17 @@
-// NAS directories, in-memory disks and determinism.
+// NAS directories (with a full first label half), in-memory disks and determinism.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
 #include "disk_view.h"
-#include "recorder.h"
-#include "temp_dir.h"
 
 using namespace rectest;
 
 namespace {
 
 void day(rec::Recorder& r) {
-  rec::RecordOptions o;
-  o.motion_step = 3;
-  o.ref_every = 2;
-  r.record(0, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:00:10"), rec::kMotion, o);
+  r.record(0, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:00:10"), rec::kMotion,
+           {.ref_every = 2, .motion_step = 3});
   r.record(1, rec::t("2026-03-01 10:00:05"), rec::t("2026-03-01 10:00:08"), rec::kTimed);
   r.snapshot(1, rec::t("2026-03-01 10:00:06"), 2000);
   r.label(0, rec::t("2026-03-01 10:00:07"), "hello");
@@ -25,58 +21,60 @@ void day(rec::Recorder& r) {
 
 TEST(RecorderNas, DirectoryHoldsIndexDataAndLabelFiles) {
   TempDir dir;
-  rec::DiskSpec spec;
-  spec.nas = true;
-  spec.files_per_partition = 4;
-  spec.data_file_size = rec::kFile512M;
-  rec::Recorder r(spec, dir / "nas");
+  rec::DiskSpec disk;
+  disk.data_file_size = rec::kFile512M;
+  disk.files_per_partition = 4;
+  disk.nas = true;
+  rec::Recorder r(disk, dir.file("nas"));
   day(r);
+  const rec::PackedTime t0 = rec::t("2026-03-02 00:00:00");
+  for (int i = 0; i < 16383 + 3; ++i) r.label(i % 8, rec::add_seconds(t0, i), "l");
   r.finish();
 
-  namespace fs = std::filesystem;
-  const auto& g = r.geometry();
   for (int n = 0; n < 4; ++n)
-    EXPECT_EQ(fs::file_size(dir / ("nas/file" + std::to_string(n))), rec::kFile512M);
-  const std::string index0 = slurp(dir / "nas/index0");
-  for (int k = 1; k < 4; ++k) EXPECT_EQ(slurp(dir / ("nas/index" + std::to_string(k))), index0);
-  const auto* b = reinterpret_cast<const uint8_t*>(index0.data()) + 128;
-  EXPECT_EQ(tag(b), "Qkfs");
-  EXPECT_EQ(b[15], 7);
-  EXPECT_EQ(b[12], 1);
-  EXPECT_EQ(le32(b + 32), 0u);  // the label area is its own file
-  const uint64_t part = le64(b + 72);
-  EXPECT_EQ(tag(reinterpret_cast<const uint8_t*>(index0.data()) + part), "Part");
-  EXPECT_EQ(index0.size(), part + le32(b + 216));
+    EXPECT_EQ(std::filesystem::file_size(dir.file("nas/file" + std::to_string(n))), rec::kFile512M);
+  const std::string index0 = slurp(dir.file("nas/index0"));
+  for (int k = 1; k < 4; ++k) EXPECT_EQ(slurp(dir.file("nas/index" + std::to_string(k))), index0);
+  // index0 holds the block at 128 and the partition's index area, as a raw
+  // image would; its label area offset is 0, the labels are their own file.
+  RawDisk index(dir.file("nas/index0"));
+  EXPECT_EQ(tag(index.b.data()), "Qkfs");
+  EXPECT_EQ(le32(&index.b[12]) & 0xFF0000FF, 0x07000001u);  // 1 partition, fs type 7
+  EXPECT_EQ(le32(&index.b[32]), 0u);
+  EXPECT_EQ(tag(index.partition(0).data()), "Part");
+  EXPECT_EQ(index0.size(), index.part_base(0) + le32(&index.b[216]));
 
   const auto& ev = r.events()[0];
-  File data(dir / "nas/file0");
+  File data(dir.file("nas/file0"));
+  EXPECT_EQ(data.read(0, 336), index.file_record(0, 1));  // the record copy at the head
+  EXPECT_EQ(ev.data_start, 0x1800000u);
   EXPECT_TRUE(data.read(ev.data_start, ev.stream_size) == r.stream(ev));
-  EXPECT_EQ(data.u32(0), 0x656C6946u);  // "File": the record copy at the head
-  EXPECT_EQ(g.media_start, 0x1800000u);
-  File label(dir / "nas/label0");
-  EXPECT_EQ(tag(label.read(4, 4).data()), "LabH");
+  // Day's label and 16383 more fill the first half; three go to the second.
+  File label(dir.file("nas/label0"));
   EXPECT_EQ(label.size(), 0x200400u);
+  const auto head = label.read(0, 32);
+  EXPECT_EQ(tag(&head[4]), "LabH");
+  expect_words(head, {{8, 16387}, {16, rec::t("2026-03-01 10:00:07")},
+                      {20, rec::add_seconds(t0, 16383)}, {24, rec::add_seconds(t0, 16382)},
+                      {28, rec::add_seconds(t0, 16385)}});
+  EXPECT_EQ(le32(label.read(0x100400 + 2 * 64 + 12, 4).data()), rec::add_seconds(t0, 16385));
+  EXPECT_EQ(tag(label.read(0x100400 + 3 * 64, 4).data()), "Lend");
 }
 
 TEST(RecorderOutput, SameDayGivesIdenticalDisksInMemoryOrStreamed) {
   TempDir dir;
-  rec::DiskSpec spec;
-  spec.files_per_partition = 5;
-  spec.partitions = 2;
-  rec::Recorder streamed(spec, dir / "a.img");
-  rec::Recorder again(spec, dir / "b.img");
-  rec::Recorder memory(spec);
-  for (rec::Recorder* r : {&streamed, &again, &memory}) {
+  rec::DiskSpec disk;
+  disk.partitions = 2;
+  disk.files_per_partition = 5;
+  rec::Recorder streamed(disk, dir.file("a.img")), memory(disk);
+  disk.seed = 2;
+  rec::Recorder other(disk, dir.file("c.img"));
+  for (rec::Recorder* r : {&streamed, &memory, &other}) {
     day(*r);
     r->power_loss();
   }
-  memory.write_raw(dir / "c.img");
-  EXPECT_TRUE(same_bytes(dir / "a.img", dir / "b.img"));
-  EXPECT_TRUE(same_bytes(dir / "a.img", dir / "c.img"));
-
-  spec.seed = 2;
-  rec::Recorder other(spec, dir / "d.img");
-  day(other);
-  other.power_loss();
-  EXPECT_FALSE(same_bytes(dir / "a.img", dir / "d.img"));
+  memory.write_raw(dir.file("b.img"));  // a second recorder, built in memory
+  const File a(dir.file("a.img"));
+  EXPECT_TRUE(a.same_as(File(dir.file("b.img"))));
+  EXPECT_FALSE(a.same_as(File(dir.file("c.img"))));  // another payload seed
 }
