@@ -32,10 +32,10 @@ EventWriter::EventWriter(Writer& w, DataFile& f, EventTruth& ev)
       g_(w.geometry()),
       f_(f),
       ev_(ev),
-      need_(gop_need(ev.opts, w.spec().headers_only)),
-      stream_(ev.opts, static_cast<uint16_t>(ev.chn), w.spec().seed, w.spec().headers_only,
+      need_(gop_need(ev.opts, w.shape().headers_only)),
+      stream_(ev.opts, static_cast<uint16_t>(ev.chn), w.shape().seed, w.shape().headers_only,
               ev.data_start),
-      keep_truth_(w.spec().keep_truth),
+      keep_truth_(w.shape().keep_truth),
       media_pos_(ev.data_start),
       motion_pos_(ev.moarea_start),
       next_motion_(packed_to_unix(ev.start)) {}

@@ -8,7 +8,7 @@ namespace {
 
 uint64_t align_up(uint64_t v, uint64_t a) { return (v + a - 1) / a * a; }
 
-void check_spec(const DiskSpec& s) {
+void check_shape(const DiskShape& s) {
   if (s.partitions < 1 || s.partitions > 16)
     throw std::invalid_argument("partitions must be 1..16");
   if (s.nas && s.partitions != 1) throw std::invalid_argument("a NAS disk has one partition");
@@ -28,8 +28,8 @@ uint64_t Geometry::data_file_base(int p, int file_no) const {
   return part_base.at(p) + data_area_start + static_cast<uint64_t>(file_no - 1) * file_size;
 }
 
-Geometry make_geometry(const DiskSpec& s) {
-  check_spec(s);
+Geometry make_geometry(const DiskShape& s) {
+  check_shape(s);
   Geometry g;
   g.file_size = effective_file_size(s.data_file_size);
   const bool big = g.file_size != kFile256M;

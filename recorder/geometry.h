@@ -16,10 +16,10 @@ constexpr uint32_t kFileTableOffset = 0x1000;    // within a partition's index a
 
 uint32_t effective_file_size(uint32_t data_file_size);
 
-// Checks the spec (throws std::invalid_argument) and lays the disk out:
+// Checks the shape (throws std::invalid_argument) and lays the disk out:
 // raw: block at 128, label area at 1 MiB, partitions from 4 MiB on, each
 // holding its four index copies and then its data files; NAS: index%d with
 // the block at 128 and the single partition's index area at 4 KiB.
-Geometry make_geometry(const DiskSpec& spec);
+Geometry make_geometry(const DiskShape& shape);
 
 }  // namespace rec

@@ -17,7 +17,7 @@ const LabelTruth& Writer::label(int chn, PackedTime time, const std::string& tex
                                 const LabelOptions& o) {
   check_open();
   check_chn(chn);
-  if (!spec_.labels) throw std::logic_error("the disk has no label area");
+  if (!shape_.labels) throw std::logic_error("the disk has no label area");
   if (labels_.size() + 1 >= 2 * kLabelRecords) throw std::runtime_error("the label area is full");
   LabelTruth& l = labels_.emplace_back();
   l.chn = chn;

@@ -72,7 +72,7 @@ const PictureTruth& Writer::snapshot(int chn, PackedTime time, uint32_t bytes,
 
 std::vector<uint8_t> Writer::picture_bytes(const PictureTruth& p) const {
   std::vector<uint8_t> data(p.length);
-  fill_payload(data.data(), data.size(), spec_.seed, picture_salt(p));
+  fill_payload(data.data(), data.size(), shape_.seed, picture_salt(p));
   return data;
 }
 

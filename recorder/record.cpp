@@ -25,7 +25,7 @@ void check_options(const RecordOptions& o) {
 // has no month of its own, so the recorder starts a new file when the month
 // changes.
 DataFile* Writer::record_file(int chn, PackedTime start, const RecordOptions& o) {
-  const GopNeed need = gop_need(o, spec_.headers_only);
+  const GopNeed need = gop_need(o, shape_.headers_only);
   const size_t max_events = g_.event_table_size / kEventInfoSize;
   auto it = chan_file_.find(chn);
   if (it != chan_file_.end()) {

@@ -9,25 +9,25 @@ namespace rec {
 
 namespace {
 
-std::unique_ptr<Writer> memory_writer(const DiskSpec& spec) {
+std::unique_ptr<Writer> memory_writer(const DiskShape& shape) {
   auto mem = std::make_unique<MemoryOutput>();
   MemoryOutput* raw = mem.get();
-  return std::make_unique<Writer>(spec, std::move(mem), raw);
+  return std::make_unique<Writer>(shape, std::move(mem), raw);
 }
 
-std::unique_ptr<Writer> file_writer(const DiskSpec& spec, const std::string& path) {
-  const Geometry g = make_geometry(spec);
-  auto out = spec.nas ? make_nas_output(path, g, spec.files_per_partition, spec.labels)
+std::unique_ptr<Writer> file_writer(const DiskShape& shape, const std::string& path) {
+  const Geometry g = make_geometry(shape);
+  auto out = shape.nas ? make_nas_output(path, g, shape.files_per_partition, shape.labels)
                       : make_raw_output(path, g);
-  return std::make_unique<Writer>(spec, std::move(out), nullptr);
+  return std::make_unique<Writer>(shape, std::move(out), nullptr);
 }
 
 }  // namespace
 
-Recorder::Recorder(const DiskSpec& spec) : w_(memory_writer(spec)) {}
+Recorder::Recorder(const DiskShape& shape) : w_(memory_writer(shape)) {}
 
-Recorder::Recorder(const DiskSpec& spec, const std::string& out_path)
-    : w_(file_writer(spec, out_path)) {}
+Recorder::Recorder(const DiskShape& shape, const std::string& out_path)
+    : w_(file_writer(shape, out_path)) {}
 
 Recorder::~Recorder() = default;
 
@@ -70,20 +70,20 @@ void Recorder::write_raw(const std::string& path) const {
 }
 
 void Recorder::write_nas(const std::string& dir) const {
-  const DiskSpec& s = w_->spec();
-  if (!s.nas) throw std::logic_error("write_nas needs a NAS-formatted disk (spec.nas)");
+  const DiskShape& s = w_->shape();
+  if (!s.nas) throw std::logic_error("write_nas needs a NAS-formatted disk (shape.nas)");
   auto out = make_nas_output(dir, w_->geometry(), s.files_per_partition, s.labels);
   w_->replay(*out);
 }
 
-const DiskSpec& Recorder::spec() const { return w_->spec(); }
+const DiskShape& Recorder::shape() const { return w_->shape(); }
 const Geometry& Recorder::geometry() const { return w_->geometry(); }
 const std::deque<EventTruth>& Recorder::events() const { return w_->events(); }
 const std::deque<PictureTruth>& Recorder::pictures() const { return w_->pictures(); }
 const std::deque<LabelTruth>& Recorder::labels() const { return w_->labels(); }
 
 std::vector<uint8_t> Recorder::stream(const EventTruth& ev) const {
-  return rebuild_stream(ev, w_->spec().seed, w_->spec().headers_only);
+  return rebuild_stream(ev, w_->shape().seed, w_->shape().headers_only);
 }
 
 std::vector<uint8_t> Recorder::picture_bytes(const PictureTruth& pic) const {

@@ -7,9 +7,9 @@
 // power cut (power_loss), which leaves open files, half-written events and the
 // partition's repair flag the way a real recorder leaves them.
 //
-//   rec::DiskSpec spec;
-//   spec.data_file_size = rec::kFile256M; spec.partitions = 2; spec.files_per_partition = 40;
-//   rec::Recorder r(spec, "disk.img");        // or rec::Recorder r(spec) to build in memory
+//   rec::DiskShape shape;
+//   shape.data_file_size = rec::kFile256M; shape.partitions = 2; shape.files_per_partition = 40;
+//   rec::Recorder r(shape, "disk.img");        // or rec::Recorder r(shape) to build in memory
 //   rec::RecordOptions opts;                  // 25 fps, key frame every 2 s, plain 'I' key frames
 //   r.record(3, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:15:00"), rec::kMotion, opts);
 //   r.snapshot(3, rec::t("2026-03-01 10:05:00"), 30000);
@@ -49,7 +49,7 @@ constexpr uint64_t kMotion = 1ull << 1;
 constexpr uint64_t kAlarm = 1ull << 2;
 constexpr uint64_t kManual = 1ull << 3;
 
-struct DiskSpec {
+struct DiskShape {
   uint32_t data_file_size = kFile256M;
   int partitions = 1;           // 1..16; a NAS disk has exactly one
   int files_per_partition = 16;
@@ -205,11 +205,11 @@ class Writer;
 class Recorder {
  public:
   // Builds the disk in memory (write it out with write_raw / write_nas).
-  explicit Recorder(const DiskSpec& spec);
-  // Streams straight to a sparse raw image (spec.nas false) or a NAS directory.
+  explicit Recorder(const DiskShape& shape);
+  // Streams straight to a sparse raw image (shape.nas false) or a NAS directory.
   // Media goes out as it is recorded; the tables are written by finish() or
   // power_loss(), so a recorder destroyed without either leaves no tables.
-  Recorder(const DiskSpec& spec, const std::string& out_path);
+  Recorder(const DiskShape& shape, const std::string& out_path);
   ~Recorder();
   Recorder(const Recorder&) = delete;
   Recorder& operator=(const Recorder&) = delete;
@@ -256,7 +256,7 @@ class Recorder {
   void write_raw(const std::string& path) const;
   void write_nas(const std::string& dir) const;
 
-  const DiskSpec& spec() const;
+  const DiskShape& shape() const;
   const Geometry& geometry() const;
   const std::deque<EventTruth>& events() const;
   const std::deque<PictureTruth>& pictures() const;

@@ -35,9 +35,9 @@ EventFields event_fields(const EventTruth& ev, const Geometry& g) {
 }  // namespace
 
 void Writer::write_out(bool clean) {
-  for (int p = 0; p < spec_.partitions; ++p) write_index(p, clean);
+  for (int p = 0; p < shape_.partitions; ++p) write_index(p, clean);
   write_block();
-  if (spec_.labels) write_labels();
+  if (shape_.labels) write_labels();
   for (const IndexDamage& d : damage_)
     out_->write(Loc{Area::IndexCopy, d.part, d.copy}, d.offset, d.bytes.data(), d.bytes.size());
   done_ = true;
@@ -46,20 +46,20 @@ void Writer::write_out(bool clean) {
 void Writer::write_block() {
   BlockFields b;
   b.total_size_mb = static_cast<uint32_t>(g_.total_bytes >> 20);
-  b.part_count = static_cast<uint8_t>(spec_.partitions);
+  b.part_count = static_cast<uint8_t>(shape_.partitions);
   b.cur_part = static_cast<uint8_t>(cur_part_);
   b.disk_state = disk_state_;
-  b.fs_type = spec_.fs_type ? spec_.fs_type : (spec_.nas ? 7 : 3);
+  b.fs_type = shape_.fs_type ? shape_.fs_type : (shape_.nas ? 7 : 3);
   b.file_table_off = g_.file_table_off;
   b.event_area_off = g_.event_area_off;
   b.label_area = static_cast<uint32_t>(g_.label_area);
-  b.switch_a = spec_.switch_a;
-  b.switch_b = spec_.switch_b;
-  b.data_file_size = spec_.data_file_size;
+  b.switch_a = shape_.switch_a;
+  b.switch_b = shape_.switch_b;
+  b.data_file_size = shape_.data_file_size;
   b.data_area_start = g_.data_area_start;
-  for (int p = 0; p < spec_.partitions; ++p) {
+  for (int p = 0; p < shape_.partitions; ++p) {
     b.part_base[p] = g_.part_base[p];
-    b.index_flags[p] = p < static_cast<int>(spec_.index_flags.size()) ? spec_.index_flags[p] : 0x0F;
+    b.index_flags[p] = p < static_cast<int>(shape_.index_flags.size()) ? shape_.index_flags[p] : 0x0F;
   }
   b.index_copy_size = g_.index_copy_size;
   uint8_t block[kBlockSize];

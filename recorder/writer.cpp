@@ -6,13 +6,13 @@
 
 namespace rec {
 
-Writer::Writer(const DiskSpec& spec, std::unique_ptr<Output> out, MemoryOutput* mem)
-    : spec_(spec), g_(make_geometry(spec)), out_(std::move(out)), mem_(mem) {
-  parts_.resize(spec.partitions);
-  for (int p = 0; p < spec.partitions; ++p) {
+Writer::Writer(const DiskShape& shape, std::unique_ptr<Output> out, MemoryOutput* mem)
+    : shape_(shape), g_(make_geometry(shape)), out_(std::move(out)), mem_(mem) {
+  parts_.resize(shape.partitions);
+  for (int p = 0; p < shape.partitions; ++p) {
     auto& files = parts_[p].files;
-    files.resize(spec.files_per_partition);
-    for (int n = 0; n < spec.files_per_partition; ++n) {
+    files.resize(shape.files_per_partition);
+    for (int n = 0; n < shape.files_per_partition; ++n) {
       files[n].part = p;
       files[n].file_no = n + 1;
     }
@@ -29,7 +29,7 @@ void Writer::check_chn(int chn) const {
 
 void Writer::use_partition(int p) {
   check_open();
-  if (p < 0 || p >= spec_.partitions) throw std::invalid_argument("no such partition");
+  if (p < 0 || p >= shape_.partitions) throw std::invalid_argument("no such partition");
   cur_part_ = p;
 }
 
@@ -45,7 +45,7 @@ void Writer::set_repair_flag(int p, bool on) {
 
 void Writer::damage_index_copy(int p, int k, uint32_t off, const std::vector<uint8_t>& bytes) {
   check_open();
-  if (p < 0 || p >= spec_.partitions || k < 0 || k > 3 ||
+  if (p < 0 || p >= shape_.partitions || k < 0 || k > 3 ||
       uint64_t{off} + bytes.size() > g_.index_copy_size)
     throw std::invalid_argument("damage outside the index copies");
   damage_.push_back(IndexDamage{p, k, off, bytes});
@@ -57,8 +57,8 @@ void Writer::damage_index_copy(int p, int k, uint32_t off, const std::vector<uin
 // key-frame slot and "MoBitEnd" at the start of the motion area, a picture
 // file with "Pend" in the last picture-record slot.
 DataFile& Writer::take_free_file(FileType type, uint16_t chn) {
-  for (int i = 0; i < spec_.partitions; ++i) {
-    const int p = (cur_part_ + i) % spec_.partitions;
+  for (int i = 0; i < shape_.partitions; ++i) {
+    const int p = (cur_part_ + i) % shape_.partitions;
     for (DataFile& f : parts_[p].files) {
       if (f.state != 0) continue;
       cur_part_ = p;

@@ -47,7 +47,7 @@ struct IndexDamage {
 
 class Writer {
  public:
-  Writer(const DiskSpec& spec, std::unique_ptr<Output> out, MemoryOutput* mem);
+  Writer(const DiskShape& shape, std::unique_ptr<Output> out, MemoryOutput* mem);
 
   std::vector<const EventTruth*> record(int chn, PackedTime start, PackedTime end,
                                         uint64_t type_mask, const RecordOptions& o);
@@ -68,7 +68,7 @@ class Writer {
   void power_loss();
   void replay(Output& to) const;
 
-  const DiskSpec& spec() const { return spec_; }
+  const DiskShape& shape() const { return shape_; }
   const Geometry& geometry() const { return g_; }
   const std::deque<EventTruth>& events() const { return events_; }
   const std::deque<PictureTruth>& pictures() const { return pictures_; }
@@ -99,7 +99,7 @@ class Writer {
   void write_picmon(const DataFile& f);
   void write_labels();
 
-  DiskSpec spec_;
+  DiskShape shape_;
   Geometry g_;
   std::unique_ptr<Output> out_;
   MemoryOutput* mem_;  // the same object as out_ when building in memory

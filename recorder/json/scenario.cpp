@@ -42,8 +42,8 @@ uint32_t file_size_of(const json& j) {
   bad("unknown data_file_size " + s);
 }
 
-DiskSpec disk_of(const json& j) {
-  DiskSpec d;
+DiskShape disk_of(const json& j) {
+  DiskShape d;
   if (j.contains("data_file_size")) d.data_file_size = file_size_of(j.at("data_file_size"));
   take(j, "partitions", d.partitions);
   take(j, "files_per_partition", d.files_per_partition);
@@ -154,10 +154,10 @@ std::unique_ptr<Recorder> run_scenario(const std::string& json_text, const std::
                                        std::optional<bool> nas) {
   try {
     const json doc = json::parse(json_text);
-    DiskSpec spec = disk_of(doc.value("disk", json::object()));
-    if (nas) spec.nas = *nas;
+    DiskShape shape = disk_of(doc.value("disk", json::object()));
+    if (nas) shape.nas = *nas;
     const RecordOptions defaults = options_of(doc.value("defaults", json::object()), {});
-    auto r = std::make_unique<Recorder>(spec, out_path);
+    auto r = std::make_unique<Recorder>(shape, out_path);
     for (const json& step : doc.value("steps", json::array())) run_step(*r, step, defaults);
     const std::string end = doc.value("end", "finish");
     if (end == "finish")

@@ -7,7 +7,7 @@
 
 TEST(CliArgs, BadCommandLinesFailWithAMessage) {
     TempDir dir;
-    rec::DiskSpec shape;
+    rec::DiskShape shape;
     shape.files_per_partition = 2;
     std::string disk = dir.file("d.img"), other = dir.file("plain.txt");
     rec::Recorder(shape, disk).finish();

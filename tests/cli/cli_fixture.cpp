@@ -55,7 +55,7 @@ std::vector<uint8_t> read_file(const std::string &path) {
 }
 
 void CliDiskTest::SetUp() {
-    rec::DiskSpec shape;
+    rec::DiskShape shape;
     shape.files_per_partition = 8;
     shape.nas = nas();
     disk_ = dir_.file(nas() ? "nas" : "disk.img");

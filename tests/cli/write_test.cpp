@@ -18,7 +18,7 @@ std::vector<std::vector<uint8_t>> index_files(const std::string &dir) {
 
 TEST(CliWrite, RepairsReachTheDiskOnlyWithWrite) {
     TempDir dir;
-    rec::DiskSpec shape;
+    rec::DiskShape shape;
     shape.nas = true;
     shape.files_per_partition = 4;
     std::string disk = dir.file("nas");

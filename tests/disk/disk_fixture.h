@@ -60,8 +60,8 @@ inline void patch_block(const std::string &file, size_t off, const Bytes &bytes,
 }
 
 // A small disk: four data files a partition (a NAS disk has one partition).
-inline rec::DiskSpec small_disk(int partitions = 1, bool nas = false) {
-    rec::DiskSpec shape;
+inline rec::DiskShape small_disk(int partitions = 1, bool nas = false) {
+    rec::DiskShape shape;
     shape.partitions = partitions;
     shape.files_per_partition = 4;
     shape.nas = nas;
@@ -88,7 +88,7 @@ class DiskTest : public ::testing::Test {
 
     // Records a disk (`live` may record on it or damage it first) and returns
     // the short alias the library uses.
-    std::string make_disk(const rec::DiskSpec &shape, const std::function<void(rec::Recorder &)> &live = {},
+    std::string make_disk(const rec::DiskShape &shape, const std::function<void(rec::Recorder &)> &live = {},
                           const std::string &name = "d") {
         real_[name] = tmp_.file(name);
         rec::Recorder r(shape, real_[name]);

@@ -49,7 +49,7 @@ TEST_F(DiskTest, FormatCheckRefusesMissingAndTruncatedDisks) {
 }
 
 TEST_F(DiskTest, SizeReportsSkipBadPartitionsAndRefuseBadIds) {
-    rec::DiskSpec shape = small_disk(2);
+    rec::DiskShape shape = small_disk(2);
     shape.data_file_size = rec::kFile512M;
     std::string path = make_disk(shape, [](rec::Recorder &r) {
         r.record(0, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:02:00"), rec::kTimed);

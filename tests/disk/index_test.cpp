@@ -16,7 +16,7 @@ class IndexCopies : public DiskTest {
     void format(bool nas, uint8_t flags) {
         nas_ = nas;
         name_ = nas ? "nas" : "raw";
-        rec::DiskSpec shape = small_disk(1, nas);
+        rec::DiskShape shape = small_disk(1, nas);
         shape.index_flags = {flags};
         path_ = make_disk(shape, [](rec::Recorder &r) { r.damage_index_copy(0, 2, 0x1000, Bytes(64, 0xEE)); }, name_);
         rfs_set_nas_mode(nas);

@@ -6,7 +6,7 @@
 using rfs::pg_disk_list;
 
 TEST_F(DiskTest, RawMountFillsTheRecordDerivedValuesAndGroup) {
-    rec::DiskSpec shape = small_disk(2);
+    rec::DiskShape shape = small_disk(2);
     shape.data_file_size = rec::kFile1G;
     shape.switch_a = 7;
     shape.switch_b = 9;

@@ -244,7 +244,7 @@ TEST(OverlayStorage, ReadsItsWritesAndNeverChangesTheRealFile) {
 // and the next mount sees it there.
 TEST(OverlayStorage, KeepsTheLibrarysRepairsInMemory) {
     TempDir dir;
-    rec::DiskSpec shape;
+    rec::DiskShape shape;
     shape.files_per_partition = 2;
     rec::Recorder recorder(shape, dir.file("raw"));
     recorder.set_disk_state(3);

@@ -67,7 +67,7 @@ class PlaybackTest : public ::testing::Test {
     // Starts a disk; record on it and then call mount().
     rec::Recorder &recorder(bool nas) {
         nas_ = nas;
-        rec::DiskSpec shape;
+        rec::DiskShape shape;
         shape.nas = nas;
         shape.files_per_partition = 4;
         rec_ = std::make_unique<rec::Recorder>(shape, dir_.file(nas ? "nas" : "disk.img"));

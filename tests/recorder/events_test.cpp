@@ -79,7 +79,7 @@ TEST(RecorderEvents, KeyFramesFramesMotionAndStreamsMatchTheIndex) {
     SCOPED_TRACE(testing::Message() << "ref " << o.ref_every << " fps " << o.fps << " tail "
                                     << o.tail_frames);
     TempDir dir;
-    rec::Recorder r(rec::DiskSpec{}, dir.file("d.img"));
+    rec::Recorder r(rec::DiskShape{}, dir.file("d.img"));
     const rec::RecordOptions still = o;
     o.motion_step = 2;
     r.record(3, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:00:21"), rec::kMotion, o);
@@ -102,7 +102,7 @@ TEST(RecorderEvents, KeyFramesFramesMotionAndStreamsMatchTheIndex) {
 
 TEST(RecorderEvents, FullFilesContinueInTheNextFile) {
   // A full event table: event 257 of a 256 MiB file goes to the next file.
-  rec::DiskSpec disk;
+  rec::DiskShape disk;
   disk.headers_only = true;
   rec::Recorder r(disk);
   rec::RecordOptions o{.fps = 1, .key_interval = 1};

@@ -28,7 +28,7 @@ TEST(RecorderLayout, BlockGeometryAndIndexCopiesForEveryDataFileSize) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.stored);
     TempDir dir;
-    const rec::DiskSpec disk{.data_file_size = c.stored, .partitions = 3, .files_per_partition = 5,
+    const rec::DiskShape disk{.data_file_size = c.stored, .partitions = 3, .files_per_partition = 5,
                              .index_flags = {0x0F, 0x0A}, .switch_a = 77};
     rec::Recorder r(disk, dir.file("d.img"));
     r.use_partition(1);
@@ -69,7 +69,7 @@ TEST(RecorderLayout, BlockGeometryAndIndexCopiesForEveryDataFileSize) {
 
 TEST(RecorderLayout, FileAndPartitionSummariesAgreeWithEvents) {
   TempDir dir;
-  rec::DiskSpec disk;
+  rec::DiskShape disk;
   disk.files_per_partition = 6;
   rec::Recorder r(disk, dir.file("d.img"));
   r.record(4, rec::t("2026-03-02 08:00:00"), rec::t("2026-03-02 08:00:20"), rec::kMotion);

@@ -21,7 +21,7 @@ void day(rec::Recorder& r) {
 
 TEST(RecorderNas, DirectoryHoldsIndexDataAndLabelFiles) {
   TempDir dir;
-  rec::DiskSpec disk;
+  rec::DiskShape disk;
   disk.data_file_size = rec::kFile512M;
   disk.files_per_partition = 4;
   disk.nas = true;
@@ -63,7 +63,7 @@ TEST(RecorderNas, DirectoryHoldsIndexDataAndLabelFiles) {
 
 TEST(RecorderOutput, SameDayGivesIdenticalDisksInMemoryOrStreamed) {
   TempDir dir;
-  rec::DiskSpec disk;
+  rec::DiskShape disk;
   disk.partitions = 2;
   disk.files_per_partition = 5;
   rec::Recorder streamed(disk, dir.file("a.img")), memory(disk);

@@ -7,7 +7,7 @@ using namespace rectest;
 
 TEST(RecorderPicturesAndLabels, RecordsSummariesMonthTableAndLabelArea) {
   TempDir dir;
-  rec::Recorder r(rec::DiskSpec{}, dir.file("d.img"));
+  rec::Recorder r(rec::DiskShape{}, dir.file("d.img"));
   r.snapshot(31, rec::t("2026-03-05 09:00:00"), 4097);
   r.snapshot(40, rec::t("2026-03-06 09:00:00"), 100,
              {.type_mask = rec::kAlarm, .extra_word = 0xABCD});

@@ -8,7 +8,7 @@ using namespace rectest;
 
 TEST(RecorderPowerLoss, OpenFilesEventsBeingWrittenAndOpenPictureFile) {
   TempDir dir;
-  rec::Recorder r(rec::DiskSpec{}, dir.file("d.img"));
+  rec::Recorder r(rec::DiskShape{}, dir.file("d.img"));
   const rec::PackedTime s = rec::t("2026-03-01 10:00:00"), e = rec::t("2026-03-01 10:00:20");
   const rec::PackedTime s2 = rec::t("2026-03-01 10:01:00"), cut = rec::t("2026-03-01 10:01:05");
   const rec::RecordOptions o{.motion_step = 1};

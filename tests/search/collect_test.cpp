@@ -8,8 +8,8 @@
 
 namespace {
 
-rec::DiskSpec shape(int partitions = 2, bool nas = false, int files = 16) {
-    rec::DiskSpec s;
+rec::DiskShape shape(int partitions = 2, bool nas = false, int files = 16) {
+    rec::DiskShape s;
     s.partitions = partitions;
     s.files_per_partition = files;
     s.nas = nas;

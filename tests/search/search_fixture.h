@@ -68,7 +68,7 @@ class SearchTest : public ::testing::Test {
     }
 
     // Records on a fresh disk (then finish()) and keeps what was written.
-    const Disk &make_disk(const rec::DiskSpec &shape, const std::function<void(rec::Recorder &)> &live,
+    const Disk &make_disk(const rec::DiskShape &shape, const std::function<void(rec::Recorder &)> &live,
                           const std::string &name) {
         rec::Recorder r(shape, tmp_.file(name));
         live(r);

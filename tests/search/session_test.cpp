@@ -45,7 +45,7 @@ TEST_F(SearchTest, PoolOfSixtyFourSessions) {
 // Steps back one day at a time until channel 0 holds enough events, and
 // leaves the last day searched in the caller's range.
 TEST_F(SearchTest, MostRecentStepsBackOneDayAtATime) {
-    rec::DiskSpec shape;
+    rec::DiskShape shape;
     shape.headers_only = true;
     shape.keep_truth = false;
     make_disk(shape, [](rec::Recorder &r) {
