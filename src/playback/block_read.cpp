@@ -21,7 +21,7 @@ bool disk_unstable(int err) {
 // A read that brought less than asked: judged by its error number, then by
 // whether it stopped inside the event. Its bytes are not reported.
 int short_read(ReadSession &s, int got, int err, int64_t want, int64_t rl) {
-    if (got > 0) s.offset += uint32_t(got);
+    if (got > 0) s.offset += uint32_t(got); // a failed read (-1) moved nothing
     if (disk_unstable(err)) {
         rfs_log("Hdd state is not stable\n");
         return RFS_ERR_UNSTABLE;

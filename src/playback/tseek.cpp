@@ -1,13 +1,11 @@
 // rfs_tseek: positions a read session on an event found by a search, at the
 // key frame chosen by a time and a direction.
-#include <array>
 #include <cerrno>
 #include <cstdio>
 
 #include "disk/paths.h"
 #include "disk/registry.h"
 #include "frame/log.h"
-#include "frame/storage.h"
 #include "frame/time.h"
 #include "playback/read_internal.h"
 
@@ -61,24 +59,19 @@ int position_on(ReadSession &s, int32_t est, const RfsEvent &ev) {
 }
 
 // The newest key frame bounds the readable data: what follows its end is
-// not played. The entry is read into a scratch block when the cache holds
-// another one, so the cache keeps the chosen key frame for the reads.
+// not played. Its block goes into the cache (an unreadable one leaves the
+// cache empty); reads and key-frame steps load the block they need again.
 int apply_tail_check(ReadSession &s) {
-    std::array<uint8_t, kIndexBlockSize> scratch;
-    const uint8_t *e = nullptr;
-    if (cache_holds(s, s.first_index)) {
-        e = cached_entry(s, s.first_index);
-    } else {
-        uint64_t pos = index_block_pos(s, s.first_index);
-        int got = storage_read(s.iframe_fd, scratch.data(), kIndexBlockSize, pos);
+    if (!cache_holds(s, s.first_index)) {
+        int got = read_index_block(s, s.first_index);
         if (got != int(kIndexBlockSize)) {
             std::perror("read_err:\n");
-            rfs_log("start:%d, count:%d err\n", int(pos), got);
+            rfs_log("start:%d, count:%d err\n", int(index_block_pos(s, s.first_index)), got);
             rfs_log("time_seek end\n");
             return 0; // the seek stands
         }
-        e = scratch.data() + size_t(s.first_index - block_start(s.first_index)) * 32;
     }
+    const uint8_t *e = cached_entry(s, s.first_index);
     uint32_t length = iframe_entry::iframe_length(e), at = iframe_entry::iframe_offset(e);
     if (length != 0 && at > s.data_start) {
         uint64_t tail = uint64_t(length) + (at - s.data_start);

@@ -73,4 +73,11 @@ TEST_F(PlaybackTest, KeyFrameStepsCrossIndexBlocks) {
     walk(0, 300, 1);
     ASSERT_EQ(step(-1), int(skip_ + kf[300].length));
     walk(300, 6, -7);
+    // The tail check leaves the newest key frame's block in the cache, so the
+    // oldest key frame the seek chose needs its own block read again.
+    ASSERT_EQ(rfs_tseek(rd, &e.start, 1, 0, &e, 1), 0);
+    uint64_t reads = rfs_host::fault_counts().reads;
+    int n = rfs_get_current_kframe(rd, buf_.data(), 8192, &skip_, &ft_);
+    ASSERT_EQ(n, int(skip_ + kf[0].length));
+    EXPECT_EQ(rfs_host::fault_counts().reads - reads, 2u);
 }
