@@ -1,5 +1,6 @@
 #include "frame/log.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -25,6 +26,9 @@ int format_local_prefix(char *line) {
 } // namespace
 
 int rfs_log(const char *fmt, ...) {
+    // Callers log a failed storage call and then judge it by errno (perror,
+    // the dropped-disk test), so composing the line must not change errno.
+    const int saved_errno = errno;
     char line[kLogLineSize];
     memset(line, 0, sizeof line);
     int n = format_local_prefix(line);
@@ -41,6 +45,7 @@ int rfs_log(const char *fmt, ...) {
         line[n + r + 1] = '\0';
     }
     if (g_log_sink) g_log_sink(line, g_log_sink_user);
+    errno = saved_errno;
     return r;
 }
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <regex>
 #include <string>
 
@@ -31,6 +32,13 @@ TEST(Log, LineComposition) {
         EXPECT_EQ(line.substr(line.size() - c.expected_tail.size()), c.expected_tail);
         EXPECT_LE(line.size(), 1023u);
     }
+}
+
+TEST(Log, KeepsErrnoForTheCallerThatLoggedAFailure) {
+    LogCapture log; // a sink that allocates may touch errno
+    errno = EHOSTDOWN;
+    rfs_log("read file %s failed ret=%d\n", "/rfs/d0/index1", -1);
+    EXPECT_EQ(errno, EHOSTDOWN);
 }
 
 TEST(Log, SilentWithoutSink) {
