@@ -29,6 +29,8 @@ int reference_prefix(int rd, ReadSession &s, void *buf, int len, unsigned *head_
     }
     if (!cache_holds(s, s.cur_index)) {
         rfs_log("!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!read iframe\n");
+        // Only a whole block is used, even when the cache was marked empty
+        // before: a partial one would mix in entries of another block.
         if (read_index_block(s, s.cur_index) != int(kIndexBlockSize)) {
             rfs_log("read err\n");
             return RFS_ERR_KFRAME_INDEX;
