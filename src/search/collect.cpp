@@ -164,8 +164,7 @@ int collect_events(uint32_t handle, const RfsSearchParam *param) {
 
     Collector collector(handle, *param, reinterpret_cast<int32_t *>(snapshot.data()));
     for (uint8_t pass = 0; pass < 2; ++pass) {
-        settings.first_gfd = 32 * pass;
-        settings.last_gfd = settings.first_gfd + 31;
+        settings.pass = pass;
         collector.start_pass(pass);
         ScanResult r = run_scan(settings, buffers, collector);
         if (r.code) return r.code;

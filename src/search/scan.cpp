@@ -18,11 +18,14 @@ constexpr int kIndexReadFlags = RFS_O_RDONLY | RFS_O_BINARY;
 constexpr int kEndEarly = kScanStop; // no usable index copy / no data files: the search ends with 0
 
 bool disk_in_scan(const ScanSettings &s, const disk_info_t &d, int slot) {
+    // The pass goes first, dividing toward zero: a disk whose group was
+    // refused at mount (gfd -1) falls in the first pass and is reported
+    // there only.
+    if (s.pass >= 0 && d.gfd / 32 != s.pass) return false;
     if (d.gfd < 0 || d.gfd >= kDiskGroups) {
         rfs_log("disk[%d] is in valid disk group[%d]\n", slot, d.gfd);
         return false;
     }
-    if (d.gfd < s.first_gfd || d.gfd > s.last_gfd) return false;
     if (d.param.disk_state() > 2) {
         rfs_log("disk%d is err\n", d.id);
         return false;

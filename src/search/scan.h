@@ -28,8 +28,9 @@ struct ScanSettings {
     // 0 record files (record time range of a partition), 1 picture files
     // (picture time range); a partition is skipped for any other value.
     uint8_t data_type = 0;
-    int first_gfd = 0; // disk groups this scan visits
-    int last_gfd = kDiskGroups - 1;
+    // -1 visits every disk; 0 or 1 only the disks whose gfd / 32 is that
+    // (a collection pass), the others passed over without a log line.
+    int pass = -1;
     RangeTest range_test = RangeTest::overlap;
     // Files: channel bitmap (chnCnt, chnBit); null = every channel. With the
     // overlap test a file must also meet [start, end].

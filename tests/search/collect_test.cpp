@@ -129,9 +129,12 @@ TEST_F(CollectTest, SecondGroupHalfKeepsOnlyWhatTheFirstDoesNotSpan) {
     mount(2, "b", 1, 4);  // group 36: scanned second although its slot comes first
     mount(5, "a");        // group 0
     mount(6, "a", -1, 0); // the same disk again in group 32: all of it is spanned
+    // A refused group: reported in the first pass only, never scanned.
+    ASSERT_EQ(rfs_add_disk(7, disks_["a"].alias.c_str(), 0, 99, nullptr), 0);
     auto [per_channel, merged] = lists(day("2026-03-01"));
     EXPECT_EQ(per_channel, expected(day("2026-03-01")));
     EXPECT_EQ(merged, per_channel);
+    EXPECT_EQ(log_.count("disk[7] is in valid disk group[-1]"), 2); // one per search
     EXPECT_EQ(std::count_if(merged.begin(), merged.end(), [](const Found &f) { return std::get<0>(f) != 5; }), 2);
 }
 
