@@ -70,23 +70,23 @@ std::vector<uint8_t> file_bytes(const std::string &path) {
     return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-void heading(int step, const char *text) { fprintf(out(), "\n%d. %s\n", step, text); }
+void heading(int step, const char *text) { print_out("\n%d. %s\n", step, text); }
 
 void show_written(const DemoDisk &disk, const std::string &image) {
     const rec::Recorder &r = *disk.recorder;
     heading(1, "The recorder simulator wrote a disk");
-    fprintf(out(), "   %s: a raw image, %zu events on %d channels (the ready demo scenario), %zu snapshots, %zu labels\n",
+    print_out("   %s: a raw image, %zu events on %d channels (the ready demo scenario), %zu snapshots, %zu labels\n",
             image.c_str(), r.events().size(), disk.channels, r.pictures().size(), r.labels().size());
 }
 
 void show_seek(const RfsEvent &ev, const DemoDisk &disk, const DemoPlan &plan) {
     heading(4, "Seek into an event");
-    fprintf(out(), "   channel %d at %s lies in the event %s .. %s.\n", plan.chn, plan.moment.c_str(),
+    print_out("   channel %d at %s lies in the event %s .. %s.\n", plan.chn, plan.moment.c_str(),
             time_text(ev.start).c_str(), time_text(ev.end).c_str());
     const rec::KeyFrame *kf = key_frame_at(*disk.played, rec::t(plan.moment));
     if (!kf) return;
     bool has_ref = kf->ref_length != 0 && kf->ref_offset != kf->offset;
-    fprintf(out(), "   Playback starts at the key frame at or before it, %s ('%c'%s).\n",
+    print_out("   Playback starts at the key frame at or before it, %s ('%c'%s).\n",
             rec::format_time(kf->time).c_str(), kf->type,
             has_ref ? ", delivered after the reference frame it needs" : "");
 }
@@ -97,22 +97,22 @@ bool check_clip(const DemoDisk &disk, const DemoPlan &plan, const std::string &c
     bool same = !expected.empty() && got == expected;
     heading(6, "Check against what the recorder wrote");
     if (same) {
-        fprintf(out(), "   PASS: the %zu exported bytes are exactly the bytes the recorder stored.\n", got.size());
+        print_out("   PASS: the %zu exported bytes are exactly the bytes the recorder stored.\n", got.size());
         return true;
     }
     auto diff = std::mismatch(got.begin(), got.end(), expected.begin(), expected.end());
-    fprintf(out(), "   FAIL: exported %zu bytes, the recorder stored %zu; first difference at byte %td.\n",
+    print_out("   FAIL: exported %zu bytes, the recorder stored %zu; first difference at byte %td.\n",
             got.size(), expected.size(), diff.first - got.begin());
     return false;
 }
 
 void show_next_steps(const WorkDir &dir, const DemoPlan &plan) {
     if (dir.temporary()) {
-        fputs("\nThe example lived in a temporary folder, now removed; run 'rfs demo DIR' to keep it.\n", out());
+        write_out("\nThe example lived in a temporary folder, now removed; run 'rfs demo DIR' to keep it.\n");
         return;
     }
     std::string image = dir.file("demo.img");
-    fprintf(out(),
+    print_out(
             "\nTry it yourself:\n"
             "   rfs info %s\n"
             "   rfs ls %s --channel %d --from %s --to %s --json\n"
@@ -130,7 +130,7 @@ int run_demo(const std::vector<std::string> &words) {
     const DemoPlan plan;
     WorkDir dir(args.positional());
     const std::string image = dir.file("demo.img"), clip = dir.file("clip.bin");
-    fputs("rfs demo: a recorder's day written to an example disk, then read back through librfs\n", out());
+    write_out("rfs demo: a recorder's day written to an example disk, then read back through librfs\n");
 
     DemoDisk disk = write_demo_disk(image, plan);
     show_written(disk, image);
@@ -149,13 +149,13 @@ int run_demo(const std::vector<std::string> &words) {
         heading(5, "Export a short clip (rfs export --at)");
         RfsDateTime moment = parse_time_text(plan.moment);
         ExportSummary sum = export_events({plan.chn, true, moment, moment, false, clip});
-        fprintf(out(), "   %" PRIu64 " bytes from the seek point to the end of the event -> %s\n", sum.bytes,
+        print_out("   %" PRIu64 " bytes from the seek point to the end of the event -> %s\n", sum.bytes,
                 clip.c_str());
         passed = check_clip(disk, plan, clip);
     }
     show_next_steps(dir, plan);
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-    fprintf(out(), "\nDemo %s in %.2f s.\n", passed ? "passed" : "FAILED", seconds);
+    print_out("\nDemo %s in %.2f s.\n", passed ? "passed" : "FAILED", seconds);
     return passed ? 0 : kExitFailure;
 }
 

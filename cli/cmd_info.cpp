@@ -84,14 +84,13 @@ std::string repairs_text(bool write) {
 }
 
 void show_partitions(const DiskView &view) {
-    FILE *o = out();
-    fprintf(o, "    part  state  repair  files  free  recordings                                  pictures\n");
+    print_out("    part  state  repair  files  free  recordings                                  pictures\n");
     for (const PartitionView &p : view.partitions) {
         if (!p.readable) {
-            fprintf(o, "    %4d  no readable partition record (index copy %d)\n", p.index, p.copy);
+            print_out("    %4d  no readable partition record (index copy %d)\n", p.index, p.copy);
             continue;
         }
-        fprintf(o, "    %4d  %-5s  %-6s  %5u  %4u  %s .. %-19s  %s .. %s\n", p.index, p.state >= 2 ? "bad" : "ok",
+        print_out("    %4d  %-5s  %-6s  %5u  %4u  %s .. %-19s  %s .. %s\n", p.index, p.state >= 2 ? "bad" : "ok",
                 p.repair_flag == 1 ? "yes" : "no", p.file_nr, p.free_file_nr, packed_time_text(p.record_start).c_str(),
                 packed_time_text(p.record_end).c_str(), packed_time_text(p.picture_start).c_str(),
                 packed_time_text(p.picture_end).c_str());
@@ -99,42 +98,45 @@ void show_partitions(const DiskView &view) {
 }
 
 void show_disk(const MountedDisks &disks, int id) {
-    FILE *o = out();
     DiskSize size = disk_size(id);
     DiskView view = read_disk_view(disks.alias(id), disks.nas());
-    fprintf(o, "disk %d  %s  (%s)\n", id, disks.path(id).c_str(), disks.nas() ? "NAS folder" : "raw image");
-    fprintf(o, "  format      valid rfs 5.1, file system type %u, disk state %u\n", size.fs_type, view.disk_state);
-    fprintf(o, "  size        %" PRIu32 " MB, free %" PRIu32 " MB, data files of %d MiB\n", size.total_mb,
+    print_out("disk %d  %s  (%s)\n", id, disks.path(id).c_str(), disks.nas() ? "NAS folder" : "raw image");
+    print_out("  format      valid rfs 5.1, file system type %u, disk state %u\n", size.fs_type, view.disk_state);
+    print_out("  size        %" PRIu32 " MB, free %" PRIu32 " MB, data files of %d MiB\n", size.total_mb,
             size.free_mb, int(uint32_t(size.data_file_size) >> 20));
-    fprintf(o, "  partitions  %u\n", view.part_count);
+    print_out("  partitions  %u\n", view.part_count);
     show_partitions(view);
 }
 
-nlohmann::json disk_json(const MountedDisks &disks, int id) {
+void write_disk(rfs_json::Writer &w, const MountedDisks &disks, int id) {
     DiskSize size = disk_size(id);
     DiskView view = read_disk_view(disks.alias(id), disks.nas());
-    return {{"disk", id},
-            {"path", disks.path(id)},
-            {"kind", disks.nas() ? "nas" : "raw"},
-            {"format_valid", true},
-            {"fs_type", size.fs_type},
-            {"disk_state", view.disk_state},
-            {"total_mb", size.total_mb},
-            {"free_mb", size.free_mb},
-            {"data_file_size", uint32_t(size.data_file_size)},
-            {"partitions", partitions_json(view)}};
+    w.begin_object()
+        .field("disk", id)
+        .field("path", disks.path(id))
+        .field("kind", disks.nas() ? "nas" : "raw")
+        .field("format_valid", true)
+        .field("fs_type", size.fs_type)
+        .field("disk_state", view.disk_state)
+        .field("total_mb", size.total_mb)
+        .field("free_mb", size.free_mb)
+        .field("data_file_size", uint32_t(size.data_file_size));
+    w.key("partitions");
+    write_partitions(w, view);
+    w.end_object();
 }
 
 void show_info_json(const MountedDisks &disks) {
-    nlohmann::json doc;
-    doc["disks"] = nlohmann::json::array();
-    for (int id = 0; id < disks.count(); ++id) doc["disks"].push_back(disk_json(disks, id));
+    rfs_json::Writer w = stdout_json();
+    w.begin_object().key("disks").begin_array();
+    for (int id = 0; id < disks.count(); ++id) write_disk(w, disks, id);
+    w.end_array();
     Holdings h = holdings(disks);
-    auto time = [](uint32_t t) { return t ? nlohmann::json(packed_time_text(t)) : nlohmann::json(nullptr); };
-    doc["recordings"] = {{"start", time(h.start)}, {"end", time(h.end)}, {"channels", h.channels}};
-    doc["repaired_bytes"] = rfs_host::overlay_bytes_written();
-    doc["repairs_written"] = disks.write();
-    print_json(doc);
+    w.key("recordings").begin_object();
+    write_time_members(w, h.start, h.end);
+    w.field("channels", h.channels).end_object();
+    w.field("repaired_bytes", rfs_host::overlay_bytes_written()).field("repairs_written", disks.write());
+    w.end_object().finish();
 }
 
 } // namespace
@@ -142,13 +144,12 @@ void show_info_json(const MountedDisks &disks) {
 void show_info(const MountedDisks &disks) {
     for (int id = 0; id < disks.count(); ++id) show_disk(disks, id);
     Holdings h = holdings(disks);
-    FILE *o = out();
     if (h.end == 0)
-        fprintf(o, "recordings    none\n");
+        print_out("recordings    none\n");
     else
-        fprintf(o, "recordings    %s .. %s\n", packed_time_text(h.start).c_str(), packed_time_text(h.end).c_str());
-    fprintf(o, "channels      %s\n", channel_ranges(h.channels).c_str());
-    fprintf(o, "repairs       %s\n", repairs_text(disks.write()).c_str());
+        print_out("recordings    %s .. %s\n", packed_time_text(h.start).c_str(), packed_time_text(h.end).c_str());
+    print_out("channels      %s\n", channel_ranges(h.channels).c_str());
+    print_out("repairs       %s\n", repairs_text(disks.write()).c_str());
 }
 
 int run_info(const std::vector<std::string> &words) {

@@ -46,13 +46,12 @@ EventQuery query_from(const Args &args) {
 } // namespace
 
 void show_events(const std::vector<RfsEvent> &events) {
-    FILE *o = out();
-    fprintf(o, "%4s  %4s  %-19s  %-19s  %-14s  %10s\n", "disk", "chn", "start", "end", "types", "bytes");
+    print_out("%4s  %4s  %-19s  %-19s  %-14s  %10s\n", "disk", "chn", "start", "end", "types", "bytes");
     for (const RfsEvent &ev : events)
-        fprintf(o, "%4u  %4u  %s  %s  %-14s  %10" PRIu32 "%s\n", unsigned(ev.record_id >> 24), ev.chn,
+        print_out("%4u  %4u  %s  %s  %-14s  %10" PRIu32 "%s\n", unsigned(ev.record_id >> 24), ev.chn,
                 time_text(ev.start).c_str(), time_text(ev.end).c_str(), type_text(ev.record_type).c_str(),
                 ev.data_size, ev.covered ? "  (overwritten)" : "");
-    fprintf(o, "%zu event%s\n", events.size(), events.size() == 1 ? "" : "s");
+    print_out("%zu event%s\n", events.size(), events.size() == 1 ? "" : "s");
 }
 
 int run_ls(const std::vector<std::string> &words) {
@@ -67,9 +66,10 @@ int run_ls(const std::vector<std::string> &words) {
         show_events(events);
         return 0;
     }
-    nlohmann::json list = nlohmann::json::array();
-    for (const RfsEvent &ev : events) list.push_back(event_json(ev));
-    print_json(list);
+    rfs_json::Writer w = stdout_json();
+    w.begin_array();
+    for (const RfsEvent &ev : events) write_event(w, ev);
+    w.end_array().finish();
     return 0;
 }
 

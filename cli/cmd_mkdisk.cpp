@@ -51,7 +51,7 @@ int run_mkdisk(const std::vector<std::string> &words) {
         throw ToolError(pos[0] + ": " + e.what());
     }
     double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count();
-    fprintf(out(), "%s: %s with %zu events, %zu pictures, %zu labels (%.0f ms)\n", target.c_str(),
+    print_out("%s: %s with %zu events, %zu pictures, %zu labels (%.0f ms)\n", target.c_str(),
             std::filesystem::is_directory(target) ? "NAS folder" : "raw image", r->events().size(), r->pictures().size(),
             r->labels().size(), ms);
     return 0;

@@ -1,9 +1,14 @@
 #include "console.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstring>
 #include <fcntl.h>
 #include <string>
 #include <unistd.h>
+
+#include "errors.h"
 
 namespace cli {
 
@@ -29,8 +34,36 @@ void divert_library_output(bool verbose) {
     g_out = stream;
 }
 
+namespace {
+
+[[noreturn]] void stdout_failed() {
+    throw ToolError(std::string("cannot write standard output: ") + strerror(errno));
+}
+
+} // namespace
+
+void write_out(std::string_view text) {
+    if (fwrite(text.data(), 1, text.size(), out()) != text.size()) stdout_failed();
+}
+
+void print_out(const char *fmt, ...) {
+    va_list ap;
+    va_start(ap, fmt);
+    int n = vfprintf(out(), fmt, ap);
+    va_end(ap);
+    if (n < 0) stdout_failed();
+}
+
+bool finish_output(const char *command) {
+    errno = 0;
+    if (fflush(out()) == 0 && !ferror(out())) return true;
+    fprintf(stderr, "rfs %s: cannot write standard output: %s\n", command,
+            errno ? strerror(errno) : "an earlier write failed");
+    return false;
+}
+
 int show_usage(const char *text) {
-    fputs(text, out());
+    write_out(text);
     return 0;
 }
 

@@ -7,11 +7,21 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string_view>
 
 namespace cli {
 
 FILE *out();
 void divert_library_output(bool verbose);
+
+// The checked standard-output writer. Every listing, report and JSON text
+// goes through these two; a write that fails throws ToolError naming the
+// system's reason ("cannot write standard output: No space left on device").
+void write_out(std::string_view text);
+void print_out(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+// Flushes standard output at the end of a command: false (and the reason on
+// stderr) when some of what the command wrote did not arrive.
+bool finish_output(const char *command);
 
 // Prints a command's help text to out(); returns the exit code 0.
 int show_usage(const char *text);

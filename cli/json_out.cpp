@@ -7,44 +7,51 @@
 
 namespace cli {
 
-namespace {
-
-nlohmann::json time_range(uint32_t start, uint32_t end) {
-    auto text = [](uint32_t t) { return t ? nlohmann::json(packed_time_text(t)) : nlohmann::json(nullptr); };
-    return {{"start", text(start)}, {"end", text(end)}};
+rfs_json::Writer stdout_json() {
+    return rfs_json::Writer([](std::string_view text) { write_out(text); });
 }
 
-} // namespace
-
-nlohmann::json event_json(const RfsEvent &ev) {
-    return {{"channel", ev.chn},
-            {"start", time_text(ev.start)},
-            {"end", time_text(ev.end)},
-            {"types", type_names(ev.record_type)},
-            {"type_mask", ev.record_type},
-            {"size", ev.data_size},
-            {"disk", ev.record_id >> 24},
-            {"partition", ev.record_id >> 16 & 0xFF},
-            {"file", ev.record_id & 0xFFFF},
-            {"event", ev.event_id},
-            {"covered", ev.covered != 0},
-            {"flagged", ev.status2 != 0}};
+void write_time_members(rfs_json::Writer &w, uint32_t start, uint32_t end) {
+    for (auto [name, t] : {std::pair{"start", start}, std::pair{"end", end}}) {
+        w.key(name);
+        t ? w.value(packed_time_text(t)) : w.null();
+    }
 }
 
-nlohmann::json partitions_json(const DiskView &view) {
-    nlohmann::json parts = nlohmann::json::array();
-    for (const PartitionView &p : view.partitions)
-        parts.push_back({{"partition", p.index},
-                         {"readable", p.readable},
-                         {"state", p.state},
-                         {"repair_flag", p.repair_flag},
-                         {"files", p.file_nr},
-                         {"free_files", p.free_file_nr},
-                         {"records", time_range(p.record_start, p.record_end)},
-                         {"pictures", time_range(p.picture_start, p.picture_end)}});
-    return parts;
+void write_event(rfs_json::Writer &w, const RfsEvent &ev) {
+    w.begin_object()
+        .field("channel", ev.chn)
+        .field("start", time_text(ev.start))
+        .field("end", time_text(ev.end))
+        .field("types", type_names(ev.record_type))
+        .field("type_mask", ev.record_type)
+        .field("size", ev.data_size)
+        .field("disk", ev.record_id >> 24)
+        .field("partition", ev.record_id >> 16 & 0xFF)
+        .field("file", ev.record_id & 0xFFFF)
+        .field("event", ev.event_id)
+        .field("covered", ev.covered != 0)
+        .field("flagged", ev.status2 != 0)
+        .end_object();
 }
 
-void print_json(const nlohmann::json &doc) { fprintf(out(), "%s\n", doc.dump(2).c_str()); }
+void write_partitions(rfs_json::Writer &w, const DiskView &view) {
+    w.begin_array();
+    for (const PartitionView &p : view.partitions) {
+        w.begin_object()
+            .field("partition", p.index)
+            .field("readable", p.readable)
+            .field("state", p.state)
+            .field("repair_flag", p.repair_flag)
+            .field("files", p.file_nr)
+            .field("free_files", p.free_file_nr);
+        w.key("records").begin_object();
+        write_time_members(w, p.record_start, p.record_end);
+        w.end_object().key("pictures").begin_object();
+        write_time_members(w, p.picture_start, p.picture_end);
+        w.end_object().end_object();
+    }
+    w.end_array();
+}
 
 } // namespace cli

@@ -1,23 +1,28 @@
-// JSON forms of what the tool reports, for scripts (--json).
+// JSON forms of what the tool reports, for scripts (--json), written as they
+// are produced through the streaming writer (json_writer.h) to the checked
+// standard output.
 #pragma once
 
-#include <nlohmann/json.hpp>
-
+#include "json_writer.h"
 #include "rfs.h"
 
 namespace cli {
 
 struct DiskView;
 
+// A writer whose text goes to the tool's standard output.
+rfs_json::Writer stdout_json();
+
 // {"channel", "start", "end", "types", "type_mask", "size", "disk",
 //  "partition", "file", "event", "covered", "flagged"}
-nlohmann::json event_json(const RfsEvent &ev);
+void write_event(rfs_json::Writer &w, const RfsEvent &ev);
 
 // {"partition", "readable", "state", "repair_flag", "files", "free_files",
 //  "records": {"start", "end"}, "pictures": {"start", "end"}} per partition.
-nlohmann::json partitions_json(const DiskView &view);
+void write_partitions(rfs_json::Writer &w, const DiskView &view);
 
-// Writes a document to the tool's output, indented, with a final newline.
-void print_json(const nlohmann::json &doc);
+// The members "start" and "end" of an open object: the times of two packed
+// words, null for 0 (none).
+void write_time_members(rfs_json::Writer &w, uint32_t start, uint32_t end);
 
 } // namespace cli

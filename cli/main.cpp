@@ -48,11 +48,11 @@ int main(int argc, char **argv) {
     }
     if (!strcmp(argv[1], "--help") || !strcmp(argv[1], "-h")) {
         print_usage(stdout);
-        return 0;
+        return cli::finish_output("--help") ? 0 : cli::kExitFailure;
     }
     if (!strcmp(argv[1], "--version")) {
         printf("rfs %s (disk format 5.1)\n", RFS_TOOL_VERSION);
-        return 0;
+        return cli::finish_output("--version") ? 0 : cli::kExitFailure;
     }
     const Command *command = find_command(argv[1]);
     if (!command) {
@@ -60,7 +60,8 @@ int main(int argc, char **argv) {
         return cli::kExitUsage;
     }
     try {
-        return command->run(std::vector<std::string>(argv + 2, argv + argc));
+        int code = command->run(std::vector<std::string>(argv + 2, argv + argc));
+        return cli::finish_output(command->name) ? code : cli::kExitFailure;
     } catch (const cli::UsageError &e) {
         fprintf(stderr, "rfs %s: %s (try rfs %s --help)\n", command->name, e.what(), command->name);
         return cli::kExitUsage;

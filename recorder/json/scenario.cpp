@@ -1,11 +1,12 @@
 #include "scenario.h"
 
-#include <nlohmann/json.hpp>
 #include <stdexcept>
+
+#include "json_reader.h"
 
 namespace rec {
 
-using nlohmann::json;
+using rfs_json::Value;
 
 namespace {
 
@@ -14,18 +15,37 @@ namespace {
 }
 
 template <typename T>
-void take(const json& j, const char* key, T& into) {
-  if (j.contains(key)) into = j.at(key).get<T>();
+T get(const Value& j) {
+  if constexpr (std::is_same_v<T, std::vector<uint8_t>>) {
+    std::vector<uint8_t> bytes;
+    for (const Value& e : j.items()) bytes.push_back(e.get<uint8_t>());
+    return bytes;
+  } else if constexpr (std::is_same_v<T, std::string>) {
+    return j.str();
+  } else {
+    return j.get<T>();
+  }
 }
 
-uint64_t type_of(const json& j) {
-  if (j.is_number_unsigned()) return j.get<uint64_t>();
+template <typename T>
+void take(const Value& j, const char* key, T& into) {
+  if (const Value* v = j.find(key)) into = get<T>(*v);
+}
+
+template <typename T>
+T value_or(const Value& j, const char* key, T fallback) {
+  const Value* v = j.find(key);
+  return v ? get<T>(*v) : fallback;
+}
+
+uint64_t type_of(const Value& j) {
+  if (j.is_unsigned()) return j.get<uint64_t>();
   if (j.is_array()) {
     uint64_t mask = 0;
-    for (const json& e : j) mask |= type_of(e);
+    for (const Value& e : j.items()) mask |= type_of(e);
     return mask;
   }
-  const std::string name = j.get<std::string>();
+  const std::string& name = j.str();
   if (name == "timed") return kTimed;
   if (name == "motion") return kMotion;
   if (name == "alarm") return kAlarm;
@@ -33,16 +53,16 @@ uint64_t type_of(const json& j) {
   bad("unknown record type " + name);
 }
 
-uint32_t file_size_of(const json& j) {
-  if (j.is_number_unsigned()) return j.get<uint32_t>();
-  const std::string s = j.get<std::string>();
+uint32_t file_size_of(const Value& j) {
+  if (j.is_unsigned()) return j.get<uint32_t>();
+  const std::string& s = j.str();
   if (s == "256M") return kFile256M;
   if (s == "512M") return kFile512M;
   if (s == "1G") return kFile1G;
   bad("unknown data_file_size " + s);
 }
 
-DiskShape disk_of(const json& j) {
+DiskShape disk_of(const Value& j) {
   DiskShape d;
   if (j.contains("data_file_size")) d.data_file_size = file_size_of(j.at("data_file_size"));
   take(j, "partitions", d.partitions);
@@ -59,7 +79,7 @@ DiskShape disk_of(const json& j) {
   return d;
 }
 
-RecordOptions options_of(const json& j, RecordOptions o) {
+RecordOptions options_of(const Value& j, RecordOptions o) {
   take(j, "fps", o.fps);
   take(j, "key_interval", o.key_interval);
   take(j, "key_bytes", o.key_bytes);
@@ -74,7 +94,9 @@ RecordOptions options_of(const json& j, RecordOptions o) {
   return o;
 }
 
-PackedTime time_of(const json& j, const char* key) { return parse_time(j.at(key).get<std::string>()); }
+PackedTime time_of(const Value& j, const char* key) { return parse_time(j.at(key).str()); }
+
+int int_of(const Value& j, const char* key) { return j.at(key).get<int>(); }
 
 Cut cut_of(const std::string& s) {
   if (s == "key_frames_written") return Cut::KeyFramesWritten;
@@ -84,11 +106,11 @@ Cut cut_of(const std::string& s) {
   bad("unknown cut " + s);
 }
 
-void schedule(Recorder& r, const json& s, const RecordOptions& o) {
-  const int channels = s.value("channels", 1), first = s.value("first_chn", 0);
-  const int days = s.value("days", 1), per_day = s.value("events_per_day", 1);
-  const int duration = s.value("duration", 60);
-  const uint64_t type = type_of(s.value("type", json("timed")));
+void schedule(Recorder& r, const Value& s, const RecordOptions& o) {
+  const int channels = value_or(s, "channels", 1), first = value_or(s, "first_chn", 0);
+  const int days = value_or(s, "days", 1), per_day = value_or(s, "events_per_day", 1);
+  const int duration = value_or(s, "duration", 60);
+  const uint64_t type = s.contains("type") ? type_of(s.at("type")) : kTimed;
   if (channels < 1 || days < 1 || per_day < 1 || duration < 0) bad("bad schedule");
   const int64_t spacing = 86400 / per_day;
   const PackedTime day0 = time_of(s, "start");
@@ -100,7 +122,7 @@ void schedule(Recorder& r, const json& s, const RecordOptions& o) {
       }
 }
 
-PictureOptions picture_of(const json& s) {
+PictureOptions picture_of(const Value& s) {
   PictureOptions p;
   if (s.contains("type")) p.type_mask = type_of(s.at("type"));
   take(s, "status", p.status);
@@ -110,7 +132,7 @@ PictureOptions picture_of(const json& s) {
   return p;
 }
 
-LabelOptions label_of(const json& s) {
+LabelOptions label_of(const Value& s) {
   LabelOptions l;
   take(s, "state", l.state);
   take(s, "extra_word1", l.extra_word1);
@@ -119,31 +141,31 @@ LabelOptions label_of(const json& s) {
   return l;
 }
 
-void run_step(Recorder& r, const json& s, const RecordOptions& defaults) {
-  const std::string op = s.at("op").get<std::string>();
+void run_step(Recorder& r, const Value& s, const RecordOptions& defaults) {
+  const std::string& op = s.at("op").str();
   const RecordOptions o = options_of(s, defaults);
   if (op == "record")
-    r.record(s.at("chn"), time_of(s, "start"), time_of(s, "end"), type_of(s.at("type")), o);
+    r.record(int_of(s, "chn"), time_of(s, "start"), time_of(s, "end"), type_of(s.at("type")), o);
   else if (op == "schedule")
     schedule(r, s, o);
   else if (op == "snapshot")
-    r.snapshot(s.at("chn"), time_of(s, "time"), s.at("bytes"), picture_of(s));
+    r.snapshot(int_of(s, "chn"), time_of(s, "time"), s.at("bytes").get<uint32_t>(), picture_of(s));
   else if (op == "label")
-    r.label(s.at("chn"), time_of(s, "time"), s.at("text"), label_of(s));
+    r.label(int_of(s, "chn"), time_of(s, "time"), s.at("text").str(), label_of(s));
   else if (op == "interrupt")
-    r.record_interrupted(s.at("chn"), time_of(s, "start"), time_of(s, "until"),
-                         type_of(s.at("type")), o, cut_of(s.at("cut")));
+    r.record_interrupted(int_of(s, "chn"), time_of(s, "start"), time_of(s, "until"),
+                         type_of(s.at("type")), o, cut_of(s.at("cut").str()));
   else if (op == "use_partition")
-    r.use_partition(s.at("partition"));
+    r.use_partition(int_of(s, "partition"));
   else if (op == "disk_state")
-    r.set_disk_state(s.at("state"));
+    r.set_disk_state(s.at("state").get<uint8_t>());
   else if (op == "partition_state")
-    r.set_partition_state(s.at("partition"), s.at("state"));
+    r.set_partition_state(int_of(s, "partition"), s.at("state").get<uint8_t>());
   else if (op == "repair_flag")
-    r.set_repair_flag(s.at("partition"), s.at("on"));
+    r.set_repair_flag(int_of(s, "partition"), s.at("on").boolean());
   else if (op == "damage_index")
-    r.damage_index_copy(s.at("partition"), s.at("copy"), s.at("offset"),
-                        s.at("bytes").get<std::vector<uint8_t>>());
+    r.damage_index_copy(int_of(s, "partition"), int_of(s, "copy"), s.at("offset").get<uint32_t>(),
+                        get<std::vector<uint8_t>>(s.at("bytes")));
   else
     bad("unknown op " + op);
 }
@@ -153,13 +175,17 @@ void run_step(Recorder& r, const json& s, const RecordOptions& defaults) {
 std::unique_ptr<Recorder> run_scenario(const std::string& json_text, const std::string& out_path,
                                        std::optional<bool> nas) {
   try {
-    const json doc = json::parse(json_text);
-    DiskShape shape = disk_of(doc.value("disk", json::object()));
+    const Value doc = Value::parse(json_text);
+    static const Value kNone = Value::parse("{}");
+    const Value* disk = doc.find("disk");
+    DiskShape shape = disk_of(disk ? *disk : kNone);
     if (nas) shape.nas = *nas;
-    const RecordOptions defaults = options_of(doc.value("defaults", json::object()), {});
+    const Value* defaults = doc.find("defaults");
+    const RecordOptions options = options_of(defaults ? *defaults : kNone, {});
     auto r = std::make_unique<Recorder>(shape, out_path);
-    for (const json& step : doc.value("steps", json::array())) run_step(*r, step, defaults);
-    const std::string end = doc.value("end", "finish");
+    if (const Value* steps = doc.find("steps"))
+      for (const Value& step : steps->items()) run_step(*r, step, options);
+    const std::string end = value_or<std::string>(doc, "end", "finish");
     if (end == "finish")
       r->finish();
     else if (end == "power_loss")
@@ -167,7 +193,7 @@ std::unique_ptr<Recorder> run_scenario(const std::string& json_text, const std::
     else
       bad("unknown end " + end);
     return r;
-  } catch (const json::exception& e) {
+  } catch (const rfs_json::Error& e) {
     bad(e.what());
   }
 }

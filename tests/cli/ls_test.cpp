@@ -2,9 +2,9 @@
 // recorder's events that the filters select, in start order.
 #include <algorithm>
 #include <functional>
-#include <nlohmann/json.hpp>
 
 #include "cli_fixture.h"
+#include "json_reader.h"
 
 namespace {
 
@@ -18,8 +18,10 @@ struct Listed {
 
 std::vector<Listed> parse_listing(const std::string &json_text) {
     std::vector<Listed> list;
-    for (const auto &e : nlohmann::json::parse(json_text))
-        list.push_back({e["channel"], e["start"], e["end"], e["type_mask"], e["size"]});
+    rfs_json::Value doc = rfs_json::Value::parse(json_text);
+    for (const rfs_json::Value &e : doc.items())
+        list.push_back({e.at("channel").get<int>(), e.at("start").str(), e.at("end").str(),
+                        e.at("type_mask").get<uint64_t>(), e.at("size").get<uint32_t>()});
     return list;
 }
 
@@ -70,17 +72,21 @@ TEST_P(CliDiskTest, LsListsWhatTheFiltersSelect) {
 TEST_P(CliDiskTest, InfoShowsTheDiskAndItsRecordingRange) {
     RunResult r = run_rfs({"info", disk_, "--json"});
     ASSERT_EQ(r.code, 0) << r.err;
-    auto doc = nlohmann::json::parse(r.out);
-    const auto &disk = doc["disks"][0];
-    EXPECT_EQ(disk["kind"], nas() ? "nas" : "raw");
-    EXPECT_EQ(disk["data_file_size"], rec::kFile256M);
-    ASSERT_EQ(disk["partitions"].size(), 1u);
-    EXPECT_EQ(disk["partitions"][0]["files"], 8);
-    EXPECT_EQ(doc["recordings"]["start"], "2026-03-01 08:00:00");
-    EXPECT_EQ(doc["recordings"]["start"], disk["partitions"][0]["records"]["start"]);
-    EXPECT_EQ(doc["recordings"]["end"], disk["partitions"][0]["records"]["end"]);
-    EXPECT_EQ(doc["recordings"]["channels"], nlohmann::json({0, 1, 2, 3}));
-    EXPECT_EQ(doc["repaired_bytes"], 0);
+    auto doc = rfs_json::Value::parse(r.out);
+    const auto &disk = doc.at("disks")[0];
+    EXPECT_EQ(disk.at("kind").str(), nas() ? "nas" : "raw");
+    EXPECT_EQ(disk.at("data_file_size").get<uint32_t>(), rec::kFile256M);
+    ASSERT_EQ(disk.at("partitions").size(), 1u);
+    const auto &records = disk.at("partitions")[0].at("records");
+    EXPECT_EQ(disk.at("partitions")[0].at("files").get<int>(), 8);
+    const auto &recordings = doc.at("recordings");
+    EXPECT_EQ(recordings.at("start").str(), "2026-03-01 08:00:00");
+    EXPECT_EQ(recordings.at("start").str(), records.at("start").str());
+    EXPECT_EQ(recordings.at("end").str(), records.at("end").str());
+    std::vector<int> channels;
+    for (const auto &c : recordings.at("channels").items()) channels.push_back(c.get<int>());
+    EXPECT_EQ(channels, std::vector<int>({0, 1, 2, 3}));
+    EXPECT_EQ(doc.at("repaired_bytes").get<int>(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(RawAndNas, CliDiskTest, ::testing::Bool(),

@@ -1,9 +1,9 @@
 // The tool leaves a disk as it found it unless --write is given: repairs of a
 // power-cut disk stay in memory.
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
 #include "cli_fixture.h"
+#include "json_reader.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ TEST(CliWrite, RepairsReachTheDiskOnlyWithWrite) {
     }
     RunResult r = run_rfs({"info", disk, "--json", "--write"});
     ASSERT_EQ(r.code, 0) << r.err;
-    auto doc = nlohmann::json::parse(r.out);
-    EXPECT_EQ(doc["repairs_written"], true);
-    EXPECT_EQ(doc["repaired_bytes"] != 0, index_files(disk) != before);
+    auto doc = rfs_json::Value::parse(r.out);
+    EXPECT_TRUE(doc.at("repairs_written").boolean());
+    EXPECT_EQ(doc.at("repaired_bytes").get<uint64_t>() != 0, index_files(disk) != before);
 }
