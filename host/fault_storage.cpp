@@ -16,6 +16,8 @@ struct FaultState {
     FaultCounts counts;
     bool power_loss = false;
     uint64_t last_applied_write = 0;
+    uint64_t torn = 0; // sectors of write last_applied_write + 1 that land
+    std::vector<FaultWrite> writes;
     std::map<int, std::string> paths; // descriptor -> path given to open
 };
 
@@ -102,11 +104,25 @@ int fault_read(int fd, void *buf, uint32_t len, int64_t offset) {
     });
 }
 
+// The sectors of the write in flight that the torn mask lets through.
+void apply_torn(int fd, const void *buf, uint32_t len, int64_t offset, uint64_t torn) {
+    const auto *bytes = static_cast<const uint8_t *>(buf);
+    int64_t end = offset + int64_t(len);
+    int64_t sector = offset / kFaultSectorSize * kFaultSectorSize;
+    for (int i = 0; sector < end && i < 64; ++i, sector += kFaultSectorSize) {
+        if (!(torn >> i & 1)) continue;
+        int64_t from = std::max(offset, sector), to = std::min(end, sector + int64_t(kFaultSectorSize));
+        state().inner.write(fd, bytes + (from - offset), uint32_t(to - from), from);
+    }
+}
+
 int fault_write(int fd, const void *buf, uint32_t len, int64_t offset) {
     return without_exceptions([&] {
         FaultState &s = state();
         uint64_t nr = ++s.counts.writes;
+        s.writes.push_back(FaultWrite{path_of(fd), offset, len});
         if (s.power_loss && nr > s.last_applied_write) {
+            if (nr == s.last_applied_write + 1 && s.torn) apply_torn(fd, buf, len, offset, s.torn);
             ++s.counts.writes_dropped;
             return int(len);
         }
@@ -146,13 +162,19 @@ void fault_clear_rules() {
     state().power_loss = false;
 }
 
-void fault_power_loss_after(uint64_t nth_write) {
+void fault_power_loss_after(uint64_t nth_write, uint64_t torn) {
     state().power_loss = true;
     state().last_applied_write = nth_write;
+    state().torn = torn;
 }
 
 const FaultCounts &fault_counts() { return state().counts; }
 
-void fault_reset_counts() { state().counts = FaultCounts{}; }
+void fault_reset_counts() {
+    state().counts = FaultCounts{};
+    state().writes.clear();
+}
+
+const std::vector<FaultWrite> &fault_writes() { return state().writes; }
 
 } // namespace rfs_host

@@ -18,12 +18,17 @@
 // not applied but report success, and sync reports success, as a writer sees
 // it when the machine dies under it with its data still in flight. Reads keep
 // going to the wrapped storage, so they see the disk as it was at the loss; a
-// test clears the power loss and mounts again to find that state.
+// test clears the power loss and mounts again to find that state. Disks tear
+// a write in flight at sector granularity: with a `torn` mask, the write
+// numbered n + 1 applies only the 512-byte sectors it names (bit i: the i-th
+// sector the write touches, counted from the one holding its first byte) and
+// is lost for the rest.
 #pragma once
 
 #include <cerrno>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "storage_ops.h"
 
@@ -43,6 +48,19 @@ struct FaultRule {
     int err = EIO;
 };
 
+constexpr uint32_t kFaultSectorSize = 512;
+
+// One write that reached the wrapper (recorded whether or not it was applied).
+struct FaultWrite {
+    std::string path; // as given to open
+    int64_t offset;
+    uint32_t len;
+    // The sectors it touches.
+    uint32_t sectors() const {
+        return uint32_t((offset + len - 1) / kFaultSectorSize - offset / kFaultSectorSize + 1);
+    }
+};
+
 struct FaultCounts {
     uint64_t opens = 0, closes = 0, reads = 0, writes = 0, syncs = 0;
     uint64_t bytes_read = 0, bytes_written = 0; // bytes reported moved
@@ -59,9 +77,12 @@ int fault_install(const StorageOps &inner);
 
 void fault_add(const FaultRule &rule);
 void fault_clear_rules(); // also ends a power loss
-void fault_power_loss_after(uint64_t nth_write);
+void fault_power_loss_after(uint64_t nth_write, uint64_t torn = 0);
 
 const FaultCounts &fault_counts();
 void fault_reset_counts();
+
+// Every write since the last fault_reset_counts(), in order.
+const std::vector<FaultWrite> &fault_writes();
 
 } // namespace rfs_host
