@@ -38,6 +38,12 @@ int index_write(int fd, DiskParamBlock *b, int p, uint64_t off, const void *buf,
 // itself; correct in both modes. The caller's fd stays open. 0 or -1.
 int index_write_nas(int fd, DiskParamBlock *b, int p, uint64_t off, const void *buf,
                     uint32_t len, const char *path);
+// The same two copies in the other order, secondary first (either mode). A
+// write that marks a step of a repair done goes this way: the next mount reads
+// the primary, so a power cut between the two writes leaves the step undone
+// there and the mount does it again, both copies included.
+int index_write_commit(int fd, DiskParamBlock *b, int p, uint64_t off, const void *buf,
+                       uint32_t len, const char *path);
 
 // Strikes out the failed copy (the primary, or the secondary when
 // secondary_failed is non-zero), writes the new flags to every index copy and

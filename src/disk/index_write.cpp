@@ -5,6 +5,7 @@
 #include "disk/index_internal.h"
 #include "disk/paths.h"
 #include "frame/log.h"
+#include "frame/state.h"
 #include "frame/storage.h"
 
 namespace rfs {
@@ -28,37 +29,24 @@ int open_copy(const char *path, int k, FdGuard *owned) {
     return fd;
 }
 
-} // namespace
-
-// Every copy goes through the one device descriptor (raw mode only). Each
-// failed write strikes out a copy, so both loops end.
-int index_write(int fd, DiskParamBlock *b, int p, uint64_t off, const void *buf, uint32_t len,
-                const char *path) {
+// One copy through the device descriptor (raw mode only). Each failed write
+// strikes out a copy, so the loop ends.
+int write_raw_copy(int *fd, DiskParamBlock *b, int p, bool primary, uint64_t off,
+                   const void *buf, uint32_t len, const char *path) {
     for (;;) {
-        int k = select_copy(b, p, true);
+        int k = select_copy(b, p, primary);
         if (k < 0) return -1;
-        int put = storage_write(fd, buf, len, raw_copy_addr(*b, p, k, off));
-        if (put == int(len)) break;
-        rfs_log("write %s err ret=%d\n", path, put);
-        if (deal_with_index_error(b, p, 0, &fd, path) != 0) {
-            rfs_log("write err part%d\n", p);
-            return -1;
-        }
-    }
-    for (;;) {
-        int k = select_copy(b, p, false);
-        if (k < 0) return -1;
-        int put = storage_write(fd, buf, len, raw_copy_addr(*b, p, k, off));
+        int put = storage_write(*fd, buf, len, raw_copy_addr(*b, p, k, off));
         if (put == int(len)) return 0;
-        rfs_log("22write file %s failed ret=%d\n", path, put);
-        if (deal_with_index_error(b, p, 1, &fd, path) != 0) {
-            rfs_log("write index err: disk%s, part%d\n", path, p);
+        if (primary) rfs_log("write %s err ret=%d\n", path, put);
+        else rfs_log("22write file %s failed ret=%d\n", path, put);
+        if (deal_with_index_error(b, p, primary ? 0 : 1, fd, path) != 0) {
+            if (primary) rfs_log("write err part%d\n", p);
+            else rfs_log("write index err: disk%s, part%d\n", path, p);
             return -1;
         }
     }
 }
-
-namespace {
 
 // Writes one copy (primary or secondary) through *fd, recovering and
 // reopening the copy after each failure. `owned` holds what was opened here.
@@ -80,14 +68,37 @@ int write_copy(int *fd, FdGuard *owned, DiskParamBlock *b, int p, bool primary, 
     }
 }
 
+int write_nas_copies(int fd, DiskParamBlock *b, int p, uint64_t off, const void *buf,
+                     uint32_t len, const char *path, bool secondary_first) {
+    FdGuard primary_owned, secondary_owned;
+    int primary_fd = fd, secondary_fd = -1;
+    auto one = [&](bool primary) {
+        return primary ? write_copy(&primary_fd, &primary_owned, b, p, true, off, buf, len, path)
+                       : write_copy(&secondary_fd, &secondary_owned, b, p, false, off, buf, len,
+                                    path);
+    };
+    if (one(!secondary_first) != 0) return -1;
+    return one(secondary_first);
+}
+
 } // namespace
+
+int index_write(int fd, DiskParamBlock *b, int p, uint64_t off, const void *buf, uint32_t len,
+                const char *path) {
+    if (write_raw_copy(&fd, b, p, true, off, buf, len, path) != 0) return -1;
+    return write_raw_copy(&fd, b, p, false, off, buf, len, path);
+}
 
 int index_write_nas(int fd, DiskParamBlock *b, int p, uint64_t off, const void *buf,
                     uint32_t len, const char *path) {
-    FdGuard primary_owned, secondary_owned;
-    int primary_fd = fd, secondary_fd = -1;
-    if (write_copy(&primary_fd, &primary_owned, b, p, true, off, buf, len, path) != 0) return -1;
-    return write_copy(&secondary_fd, &secondary_owned, b, p, false, off, buf, len, path);
+    return write_nas_copies(fd, b, p, off, buf, len, path, false);
+}
+
+int index_write_commit(int fd, DiskParamBlock *b, int p, uint64_t off, const void *buf,
+                       uint32_t len, const char *path) {
+    if (nas_mode()) return write_nas_copies(fd, b, p, off, buf, len, path, true);
+    if (write_raw_copy(&fd, b, p, false, off, buf, len, path) != 0) return -1;
+    return write_raw_copy(&fd, b, p, true, off, buf, len, path);
 }
 
 } // namespace rfs
