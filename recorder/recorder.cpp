@@ -63,6 +63,7 @@ void Recorder::damage_index_copy(int p, int k, uint32_t offset,
 
 void Recorder::finish() { w_->finish(); }
 void Recorder::power_loss() { w_->power_loss(); }
+void Recorder::power_loss_repaired() { w_->power_loss_repaired(); }
 
 void Recorder::write_raw(const std::string& path) const {
   auto out = make_raw_output(path, w_->geometry());

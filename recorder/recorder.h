@@ -98,7 +98,9 @@ struct KeyFrame {
   uint32_t entry_pos = 0;       // data-file offset of its 32-byte IframeIndexEntry
 };
 
-enum class EventState { Closed, Writing };  // stored magic "Even" / "EvWr"
+// Stored magic "Even" / "EvWr" / 0 (Removed: a repair found no key frame to
+// close the event at and removed it, every other field kept).
+enum class EventState { Closed, Writing, Removed };
 
 // One stored event. Data-file offsets are relative to the data file. For an
 // event left 'Writing' the stored fields are what the recorder had written
@@ -251,6 +253,17 @@ class Recorder {
   // Power cut: open files stay open, their events as they were; partitions
   // with open files get their repair flag; all indexes are written as they stood.
   void power_loss();
+  // The power cut, followed by the repair a mount makes of it, as the
+  // recorder's formats say it must come out: per partition, in file-table
+  // order, each open record file has its event being written closed at its
+  // last key frame (or removed when it has none), its event_no put right, and
+  // is closed with the next end_sequence (state 4); then each open picture
+  // file gets its summary from its picture records and the next end_sequence
+  // (its state and its head copy stay as the cut left them); the time ranges
+  // are rebuilt and the repair flag cleared. The repair writes the two lowest
+  // usable index copies; the others keep what the cut left. The truth records
+  // show the repaired events.
+  void power_loss_repaired();
 
   // In-memory recorders only, after finish() or power_loss().
   void write_raw(const std::string& path) const;

@@ -92,7 +92,7 @@ void add_to_chn_mask(std::array<uint64_t, 2>& mask, int chn) {
 
 void encode_event(const EventFields& f, uint8_t* out) {
   std::memset(out, 0, kEventInfoSize);
-  put_tag(out, f.writing ? "EvWr" : "Even");
+  if (!f.removed) put_tag(out, f.writing ? "EvWr" : "Even");
   put_u32(out + 4, f.start);
   put_u32(out + 8, f.data_start);
   put_u32(out + 12, f.iframe_top);

@@ -84,6 +84,7 @@ void add_to_chn_mask(std::array<uint64_t, 2>& mask, int chn);
 
 struct EventFields {
   bool writing = false;  // "EvWr" instead of "Even"
+  bool removed = false;  // magic 0: a repair removed it
   PackedTime start = 0, end = 0;
   uint32_t data_start = 0;
   uint32_t iframe_top = 0;

@@ -11,29 +11,40 @@ void widen(PackedTime& first, PackedTime& last, PackedTime start, PackedTime end
   if (end > last) last = end;
 }
 
+// Positions come from the last closed event, or from the event a repair
+// removed when it was not the file's only one (with none left, the file
+// keeps its empty positions).
 void summarize_events(FileFields& r, const DataFile& f, const Geometry& g,
                       const std::deque<EventTruth>& events) {
-  const EventTruth* last_closed = nullptr;
+  const EventTruth* last = nullptr;
   for (size_t i : f.events) {
     const EventTruth& ev = events[i];
+    if (ev.state == EventState::Removed) {
+      --r.event_nr;
+      if (r.event_nr > 0) last = &ev;
+    }
     if (ev.state != EventState::Closed) continue;
-    last_closed = &ev;
+    last = &ev;
     if (ev.skip_flag == 1) continue;
     widen(r.start, r.end, ev.start, ev.end);
     add_to_day_map(r.day_map, ev.start, ev.type_mask);
   }
-  if (!last_closed) return;
-  r.data_end = last_closed->data_start + last_closed->data_size;
-  r.index_pos = last_closed->last_iframe_pos;
-  r.moarea_end = last_closed->moarea_end;
+  if (!last) return;
+  r.data_end = last->data_start + last->data_size;
+  r.index_pos = last->last_iframe_pos;
+  r.moarea_end = last->moarea_end;
   r.aux_end = g.motion_end;  // no event stores anything in the second header area
 }
 
+// The recorder counts every picture of the file; a repair counts only those
+// not deleted, and sizes the record table by that count.
 void summarize_pictures(FileFields& r, const DataFile& f, const Geometry& g,
                         const std::deque<PictureTruth>& pictures) {
-  r.event_nr = static_cast<uint16_t>(f.pictures.size());
+  size_t counted = 0;
+  for (size_t i : f.pictures) counted += !f.repaired || pictures[i].opts.status != 2;
+  r.event_nr = static_cast<uint16_t>(counted);
   r.data_end = f.data_end;
-  r.index_pos = g.file_size - static_cast<uint32_t>(kPictureRecordSize * f.pictures.size());
+  r.index_pos = g.file_size - static_cast<uint32_t>(kPictureRecordSize * counted);
   for (size_t i : f.pictures) {
     const PictureTruth& p = pictures[i];
     if (p.opts.status == 2) continue;  // deleted pictures stay out of the summary
@@ -62,7 +73,7 @@ FileFields summarize_file(const DataFile& f, const Geometry& g,
   if (f.type == FileType::Record) {
     r.event_nr = static_cast<uint16_t>(f.events.size());
     summarize_events(r, f, g, events);
-  } else if (f.state == 2) {
+  } else if (f.state == 2 || f.repaired) {
     summarize_pictures(r, f, g, pictures);
   }
   return r;

@@ -14,6 +14,7 @@ namespace {
 EventFields event_fields(const EventTruth& ev, const Geometry& g) {
   EventFields e;
   e.writing = ev.state == EventState::Writing;
+  e.removed = ev.state == EventState::Removed;
   e.start = ev.start;
   e.end = ev.end;
   e.data_start = ev.data_start;
@@ -67,12 +68,10 @@ void Writer::write_block() {
   for (int k = 0; k < 4; ++k) out_->write(Loc{Area::Block, 0, k}, 0, block, kBlockSize);
 }
 
-// One partition's index area, written whole into each of its four copies.
-// The repair flag marks a partition that still has files open when the
-// power goes.
-void Writer::write_index(int p, bool clean) {
+// One partition's index area as the recorder last wrote it. The repair flag
+// marks a partition that still has files open when the power goes.
+std::vector<uint8_t> Writer::index_area(int p, bool clean, std::vector<FileFields>& files) const {
   const PartitionState& ps = parts_[p];
-  std::vector<FileFields> files;
   bool open_files = false;
   for (const DataFile& f : ps.files) {
     files.push_back(summarize_file(f, g_, events_, pictures_));
@@ -88,9 +87,17 @@ void Writer::write_index(int p, bool clean) {
     for (size_t j = 0; j < ps.files[k].events.size(); ++j)
       encode_event(event_fields(events_[ps.files[k].events[j]], g_), table + kEventInfoSize * j);
   }
+  return area;
+}
+
+// The index area, written whole into each of the four copies, and the file
+// record copy at offset 0 of every used data file.
+void Writer::write_index(int p, bool clean) {
+  const PartitionState& ps = parts_[p];
+  std::vector<FileFields> files;
+  const std::vector<uint8_t> area = index_area(p, clean, files);
   for (int copy = 0; copy < 4; ++copy)
     out_->write_sparse(Loc{Area::IndexCopy, p, copy}, 0, area.data(), area.size());
-  // Every used data file carries a copy of its file record at offset 0.
   for (size_t k = 0; k < files.size(); ++k) {
     if (files[k].state == 0) continue;
     out_->write(ps.files[k].loc(), 0, area.data() + g_.file_table_off + kFileInfoSize * k,

@@ -30,6 +30,7 @@ struct DataFile {
   uint32_t moarea_end = 0;
   std::vector<size_t> events;    // indexes into Writer::events_, in table order
   std::vector<size_t> pictures;  // indexes into Writer::pictures_, oldest first
+  bool repaired = false;         // closed by the repair after a power cut
   Loc loc() const { return Loc{Area::DataFile, part, file_no - 1}; }
 };
 
@@ -66,6 +67,7 @@ class Writer {
 
   void finish();
   void power_loss();
+  void power_loss_repaired();
   void replay(Output& to) const;
 
   const DiskShape& shape() const { return shape_; }
@@ -95,6 +97,9 @@ class Writer {
   void write_out(bool clean);
   void write_block();
   void write_index(int p, bool clean);
+  std::vector<uint8_t> index_area(int p, bool clean, std::vector<FileFields>& files) const;
+  void repair_partition(int p);
+  void write_repaired(int p);
   void write_file_heads(const PartitionState& ps);
   void write_picmon(const DataFile& f);
   void write_labels();
