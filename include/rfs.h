@@ -300,6 +300,39 @@ RFS_API int get_disk_time(RfsDateTime *start, RfsDateTime *end);
 RFS_API int rfs_is_chn_have_record(uint8_t *chn_bitmap, RfsDateTime start, RfsDateTime end);
 RFS_API int rfs_get_repair_record_time(int chn, uint64_t type_mask, RfsDateTime *out);
 
+/* ---- Extension: what a mount repaired ----------------------------------- */
+
+/* A partition the recorder was writing when it stopped is repaired while it
+ * is mounted. Each step the repair took is one action, in the order taken. */
+#define RFS_REPAIR_EVENT_CLOSED 1  /* an event being written, closed at its last key frame */
+#define RFS_REPAIR_EVENT_REMOVED 2 /* an event being written without a usable key frame */
+#define RFS_REPAIR_RECORD_FILE 3   /* an open record file closed; count = its events */
+#define RFS_REPAIR_PICTURE_FILE 4  /* an open picture file closed; count = its pictures */
+#define RFS_REPAIR_PARTITION 5     /* the partition's repair; count = files it closed */
+
+#define RFS_REPAIR_NUMBER_FIXED 0x01   /* event: its stored number disagreed with its place */
+#define RFS_REPAIR_NO_END_MARKER 0x02  /* picture file: no end marker, summary left empty */
+#define RFS_REPAIR_FAILED 0x04         /* partition: the repair stopped; it is marked bad for
+                                          this mount and its flag stays set on disk */
+
+typedef struct RfsRepairAction {
+    uint8_t kind;      /* RFS_REPAIR_* */
+    uint8_t flags;     /* RFS_REPAIR_NUMBER_FIXED ... */
+    uint8_t partition;
+    uint8_t reserved;
+    uint16_t chn;      /* event or record file: its channel */
+    uint16_t file_no;  /* 1-based data file number (0 for a partition) */
+    uint32_t count;    /* event: its 1-based number; file, partition: see the kinds */
+    uint32_t end_sequence; /* file: the sequence number it was closed with */
+    RfsDateTime start; /* event: its start; file: its first recording or picture;  */
+    RfsDateTime end;   /* partition: its recordings' range (zero when none) */
+} RfsRepairAction;
+
+/* Copies up to max actions of the last rfs_add_disk(id, ...) into out and
+ * returns how many it made (0 when nothing needed repair); -6 for an id
+ * outside 0..31. The actions stay until the slot is mounted again. */
+RFS_API int rfs_get_repair_actions(int id, RfsRepairAction *out, int max);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif
@@ -343,6 +376,7 @@ RFS_STATIC_ASSERT(offsetof(RfsSearchParam, chnBit) == 40, "chnBit at 40");
 RFS_STATIC_ASSERT(offsetof(RfsSearchParam, integratedRecType) == 48, "integratedRecType at 48");
 RFS_STATIC_ASSERT(offsetof(RfsSearchParam, integratedRecTypeCount) == 56, "count at 56");
 RFS_STATIC_ASSERT(sizeof(AddDiskOptions) == 3, "AddDiskOptions is 3 bytes");
+RFS_STATIC_ASSERT(sizeof(RfsRepairAction) == 32, "RfsRepairAction is 32 bytes");
 #endif
 
 #endif /* RFS_H */

@@ -11,6 +11,7 @@
 #include "frame/alloc.h"
 #include "frame/log.h"
 #include "frame/state.h"
+#include "repair/repair_report.h"
 
 namespace rfs {
 
@@ -141,6 +142,7 @@ extern "C" RFS_API int rfs_add_disk(int id, const char *path, int kind, int grou
         rfs_log("disk path too long:%.63s\n", path);
         return -1;
     }
+    repair_report_begin(id);
     DiskParamBlock block;
     int r = read_checked_block(path, &block);
     if (r != 0) return r;
