@@ -32,8 +32,11 @@ int find_iend(const uint8_t *block) {
 } // namespace
 
 KframeSearch find_last_kframe(const RepairDataFile &f, const uint8_t *event, int blocks,
-                              uint8_t *block, LastKframe *out) {
+                              uint32_t file_size, uint8_t *block, LastKframe *out) {
     uint32_t top = index_event_info::iframe_top(event);
+    // The index grows down from inside the data file; a top beyond its end
+    // would have the scan read another file's index.
+    if (top > file_size) blocks = 0;
     for (int i = 0; i < blocks; ++i) {
         if (int64_t(top) - int64_t(i + 1) * kKframeBlock < 0) break;
         if (!read_block(f, top, i, block)) return KframeSearch::read_failed;

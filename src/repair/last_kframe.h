@@ -22,11 +22,12 @@ struct LastKframe {
 };
 
 // Scans the key-frame index down from the event's iframe_top, 64 KiB at a
-// time up to `blocks` blocks, for the "Iend" marker below the newest entry.
+// time up to `blocks` blocks, for the "Iend" marker below the newest entry;
+// an iframe_top beyond the data file (of file_size bytes) has none.
 // `block` is a 64 KiB scratch buffer. Logs "this is impossible,bad luck!\n",
 // "can't find last iframe\n" (none) or "read iframe failed\n" (read_failed).
 KframeSearch find_last_kframe(const RepairDataFile &f, const uint8_t *event, int blocks,
-                              uint8_t *block, LastKframe *out);
+                              uint32_t file_size, uint8_t *block, LastKframe *out);
 
 // Whether the newest entry agrees with the event and with the frame it names:
 // the key frame lies inside the event's media, below the entry, no earlier

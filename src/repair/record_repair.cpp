@@ -108,7 +108,7 @@ int OpenRecordFile::close_event(uint32_t j, TableEnd *end) {
     rfs_log("chn%d repair event%d\n", chn_, ev::event_no(e));
     LastKframe kf;
     KframeSearch found = find_last_kframe(file_, e, kframe_scan_blocks(dfs_, nas_mode()),
-                                          s_.block.data(), &kf);
+                                          effective_data_file_size(dfs_), s_.block.data(), &kf);
     if (found == KframeSearch::read_failed) return -1;
     if (found == KframeSearch::found) {
         int agrees = kframe_agrees(file_, e, kf, chn_);

@@ -22,7 +22,7 @@ std::vector<uint8_t> frame_bytes(const std::vector<uint8_t> &stream, const rec::
 TEST_F(PlaybackTest, FirstKeyFrameWithAndWithoutReferenceFrame) {
     for (int ref_every : {0, 3}) {
         SCOPED_TRACE(ref_every);
-        rec::Recorder &r = recorder(false);
+        rec::Recorder &r = recorder(ref_every == 3); // NAS with reference frames
         rec::RecordOptions o{.fps = 10, .key_interval = 20, .key_bytes = 3000, .p_bytes = 300, .ref_every = ref_every};
         const rec::EventTruth &ev = *r.record(3, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:05:00"), rec::kTimed, o).front();
         mount();

@@ -64,6 +64,13 @@ class File {
   int fd_;
 };
 
+inline void write_at(const std::string& path, uint64_t off, const Bytes& b) {
+  int fd = ::open(path.c_str(), O_WRONLY);
+  if (fd < 0 || ::pwrite(fd, b.data(), b.size(), static_cast<off_t>(off)) != static_cast<ssize_t>(b.size()))
+    throw std::runtime_error("cannot write " + path);
+  ::close(fd);
+}
+
 inline std::string slurp(const std::string& path) {
   File f(path);
   const Bytes b = f.read(0, f.size());

@@ -47,6 +47,17 @@ TEST_F(RepairTest, EveryCutStateIsRepairedToTheModelOnRawAndNas) {
         EXPECT_EQ(rfs::pg_disk_list[0]->partition[0].repair_flag(), 0);
         EXPECT_TRUE(log_.contains("chn4 Warning event nr conflict!!!"));
         EXPECT_TRUE(log_.contains("find PIC_END_MAGIC!"));
+        EXPECT_TRUE(log_.contains("this is impossible,bad luck!")); // no key frame below iframe_top
+
+        // The end times of the closed events, handed out once per channel.
+        RfsDateTime out{};
+        EXPECT_EQ(rfs_get_repair_record_time(1, rec::kAlarm, &out), 0); // no shared bit: emptied all the same
+        EXPECT_EQ(rfs_get_repair_record_time(1, rec::kMotion, &out), 0);
+        EXPECT_EQ(rfs::pack_time(out), 0u);
+        EXPECT_EQ(rfs_get_repair_record_time(4, 1ull << 40, &out), 0);
+        EXPECT_EQ(rfs::pack_time(out), rec::t("2026-03-01 10:01:04"));
+        EXPECT_EQ(rfs_get_repair_record_time(kRepairChannels / 2, ~0ull, &out), -1);
+        EXPECT_TRUE(log_.contains("param err chn=8 "));
 
         // What the host is told: two events closed, two removed, five
         // files closed, then the partition.
@@ -72,40 +83,64 @@ TEST_F(RepairTest, EveryCutStateIsRepairedToTheModelOnRawAndNas) {
     }
 }
 
-// The power goes after each write of the repair in turn, and also tears the
-// write in flight (some of its sectors land): the next mount must finish the
-// job to the same bytes as a repair that was never cut.
+// Mounts `disk` once with the power cut after each write of its repair in
+// turn, and with the write in flight torn (some of its sectors land), then
+// again without the cut: every time the disk must end as `reference`.
+void expect_every_cut_finishes(RepairTest &t, const std::string &name, const std::string &disk,
+                               const std::string &reference) {
+    t.restore(name);
+    rfs_host::fault_reset_counts();
+    ASSERT_EQ(rfs_add_disk(0, disk.c_str(), 0, 0, nullptr), 0);
+    const std::vector<rfs_host::FaultWrite> writes = rfs_host::fault_writes();
+    ASSERT_GT(writes.size(), 10u);
+    struct Cut { uint64_t after, torn; };
+    std::vector<Cut> cuts;
+    int torn_writes = 0;
+    for (uint64_t n = 0; n < writes.size(); ++n) {
+        cuts.push_back({n, 0});
+        uint32_t sectors = std::min(writes[n].sectors(), 4u);
+        torn_writes += sectors > 1;
+        for (uint64_t mask = 1; mask + 1 < (1ull << sectors); ++mask) cuts.push_back({n, mask});
+    }
+    EXPECT_GT(torn_writes, 0); // file records straddle sectors
+    for (const Cut &c : cuts) {
+        SCOPED_TRACE("cut after write " + std::to_string(c.after) + ", torn " + std::to_string(c.torn));
+        rfs_remove_disk(0);
+        t.restore(name);
+        rfs_host::fault_reset_counts();
+        rfs_host::fault_power_loss_after(c.after, c.torn);
+        ASSERT_EQ(rfs_add_disk(0, disk.c_str(), 0, 0, nullptr), 0);
+        ASSERT_EQ(rfs_host::fault_counts().writes_dropped, writes.size() - c.after);
+        rfs_host::fault_clear_rules();
+        ASSERT_EQ(rfs_add_disk(0, disk.c_str(), 0, 0, nullptr), 0);
+        ASSERT_EQ(differing_files(t.path(name), reference), std::vector<std::string>{});
+    }
+    rfs_remove_disk(0);
+}
+
 TEST_F(RepairTest, ARepairCutAtAnyWriteIsFinishedByTheNextMount) {
     for (bool nas : {false, true}) {
         SCOPED_TRACE(nas ? "nas" : "raw");
         const std::string name = nas ? "nas" : "raw";
         std::string disk = power_cut(shape_of(nas), every_cut_state, name);
-        rfs_host::fault_reset_counts();
-        ASSERT_EQ(rfs_add_disk(0, disk.c_str(), 0, 0, nullptr), 0);
-        const std::vector<rfs_host::FaultWrite> writes = rfs_host::fault_writes();
-        ASSERT_GT(writes.size(), 40u);
-        struct Cut { uint64_t after, torn; };
-        std::vector<Cut> cuts;
-        int torn_writes = 0;
-        for (uint64_t n = 0; n < writes.size(); ++n) {
-            cuts.push_back({n, 0});
-            uint32_t sectors = std::min(writes[n].sectors(), 4u);
-            torn_writes += sectors > 1;
-            for (uint64_t mask = 1; mask + 1 < (1ull << sectors); ++mask) cuts.push_back({n, mask});
-        }
-        EXPECT_GT(torn_writes, 0); // file records straddle sectors
-        for (const Cut &c : cuts) {
-            SCOPED_TRACE("cut after write " + std::to_string(c.after) + ", torn " + std::to_string(c.torn));
-            rfs_remove_disk(0);
-            restore(name);
-            rfs_host::fault_reset_counts();
-            rfs_host::fault_power_loss_after(c.after, c.torn);
-            ASSERT_EQ(rfs_add_disk(0, disk.c_str(), 0, 0, nullptr), 0);
-            ASSERT_EQ(rfs_host::fault_counts().writes_dropped, writes.size() - c.after);
-            rfs_host::fault_clear_rules();
-            ASSERT_EQ(rfs_add_disk(0, disk.c_str(), 0, 0, nullptr), 0);
-            ASSERT_EQ(differs_from_model(name), std::vector<std::string>{});
-        }
-        rfs_remove_disk(0);
+        expect_every_cut_finishes(*this, name, disk, path(name + ".model"));
     }
+}
+
+// A removed event keeps its other fields, and the file's positions come from
+// it; where they differ from the event before it (here its second header
+// area), a mount after a cut that came after the removal must still take them
+// from the removed event. The reference is the library's own uncut repair.
+TEST_F(RepairTest, AFileWhoseEventWasRemovedEndsTheSameAfterACut) {
+    std::string disk = power_cut(shape_of(false), every_cut_state, "raw");
+    const uint32_t entry = geometry_.event_area_off + geometry_.event_table_size * 1 + 64 * 1; // file 2, event 2
+    for (int k = 0; k < 4; ++k)
+        rectest::write_at(path("raw.cut"), geometry_.part_base[0] + uint64_t(k) * geometry_.index_copy_size + entry + 36, {0x40, 0, 0, 0});
+    restore("raw");
+    ASSERT_EQ(rfs_add_disk(0, disk.c_str(), 0, 0, nullptr), 0);
+    rfs_remove_disk(0);
+    copy_disk(path("raw"), path("raw.ref"));
+    const rectest::Bytes rec = rectest::RawDisk(path("raw.ref")).file_record(0, 2);
+    EXPECT_EQ(rectest::le32(&rec[320]), geometry_.motion_end + 0x40); // aux_end from the removed event
+    expect_every_cut_finishes(*this, "raw", disk, path("raw.ref"));
 }

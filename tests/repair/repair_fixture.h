@@ -67,7 +67,7 @@ inline std::vector<std::string> differing_files(const std::string &a, const std:
 using Live = std::function<void(rec::Recorder &)>;
 
 class RepairTest : public ::testing::Test {
-  protected:
+  public:
     void SetUp() override {
         rfs_host::clear_aliases();
         // The disks are scratch copies: nothing needs to reach the platter.
@@ -105,6 +105,7 @@ class RepairTest : public ::testing::Test {
         rfs_set_nas_mode(shape.nas);
         return rfs_host::alias_disk(tmp_.file(name));
     }
+    std::string path(const std::string &name) const { return tmp_.file(name); }
     // Puts the disk back as the power cut left it.
     void restore(const std::string &name = "d") {
         fs::remove_all(tmp_.file(name));
