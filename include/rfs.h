@@ -102,7 +102,7 @@ typedef struct RfsSearchParam {
     uint8_t data_type;   /* 0 recordings, 1 pictures, 2 labels */
     uint8_t search_type; /* 0 month, 1 day timeline, 2 merged list, 3 per-channel lists */
     uint8_t search_mode; /* 4 = most-recent-N search */
-    uint8_t reserved;
+    uint8_t reserved;    /* extension flags: RFS_SEARCH_LIST_SKIPPED */
     int32_t chnCnt;
     uint64_t record_type;
     RfsDateTime start;
@@ -125,7 +125,8 @@ typedef struct RfsEvent {
     uint8_t stored_byte_b;
     uint8_t status2;   /* stored skip_flag was 2 */
     uint8_t group_half; /* 0: disk group 0..31, 1: 32..63 */
-    uint8_t reserved1[6];
+    uint8_t skip_flag;  /* extension: the stored skip_flag (1 listed only with RFS_SEARCH_LIST_SKIPPED) */
+    uint8_t reserved1[5];
     RfsDateTime start;
     RfsDateTime end;
     uint32_t data_start;
@@ -137,6 +138,11 @@ typedef struct RfsEvent {
     uint16_t event_id;
     uint8_t reserved2[6];
 } RfsEvent;
+
+/* Extension flag in RfsSearchParam.reserved: an event search also lists the
+ * events the recorder flagged to leave out of every search (stored skip_flag
+ * 1), each with RfsEvent.skip_flag 1. Without it such events are left out. */
+#define RFS_SEARCH_LIST_SKIPPED 0x01
 
 typedef struct RfsEventList {
     RfsEvent *list;
@@ -234,18 +240,65 @@ RFS_API int rfs_set_nas_mode(unsigned char mode);
 RFS_API int rfs_init(int max_rec_chn, int moarea_nums);
 RFS_API int rfs_exit(void);
 
-/* Extension: hand every composed log line to a sink (NULL = silent). */
+/* ---- Extensions ----------------------------------------------------------
+ * Exports that the recorder's own library never had, for hosts that want more
+ * than it offered. A host that uses none of them sees the behaviour above. */
+
+/* Extension: hand every composed log line to a sink (NULL = silent, the
+ * default: the library's log writes nowhere). */
 typedef void (*rfs_log_sink_t)(const char *line, void *user);
 RFS_API int rfs_set_log_sink(rfs_log_sink_t sink, void *user);
 
+/* Extension: what the library prints by default goes to the process's
+ * standard output (a few diagnostic dumps and messages such as
+ * "id is invalid!!!") and, for some failed storage accesses, through the
+ * runtime's perror to standard error ("open disk:: No such file or
+ * directory"). With a sink installed each print (RFS_OUTPUT_PRINT, the text
+ * as it would be printed) and each perror line (RFS_OUTPUT_PERROR, "text:
+ * reason
+") goes to the sink instead. NULL restores the default. */
+#define RFS_OUTPUT_PRINT 1
+#define RFS_OUTPUT_PERROR 2
+typedef void (*rfs_output_sink_t)(int kind, const char *text, void *user);
+RFS_API int rfs_set_output_sink(rfs_output_sink_t sink, void *user);
+
 /* ---- Disks -------------------------------------------------------------- */
 
+/* The library keeps 63 characters of a disk path (NAS: of the folder; it
+ * composes "<path>/index0", "<path>/file12" from them). A longer path is
+ * refused with -1 and the log line "disk path too long:...". A host with long
+ * paths gives each disk a short name and maps it back in its open operation;
+ * rfs_posix.h does that with the POSIX storage operations. */
 RFS_API int rfs_add_disk(int id, const char *path, int kind, int group,
                          const AddDiskOptions *opts);
 RFS_API int rfs_remove_disk(int id);
 RFS_API int rfs_format_is_valid(const char *path);
 RFS_API int rfs_get_data_file_size(int id);
 RFS_API int rfs_get_disk_size(int id, uint32_t *total_mb, uint32_t *free_mb, uint8_t *fs_type);
+
+/* Extension: one partition of a mounted disk as the library mounted it, and
+ * how each of its four index copies reads now. */
+#define RFS_COPY_SAME 0       /* "Part" record equal to the mounted one */
+#define RFS_COPY_DIFFERS 1    /* a "Part" record that differs from the mounted one */
+#define RFS_COPY_NO_MAGIC 2   /* read, but no "Part" magic */
+#define RFS_COPY_UNREADABLE 3 /* cannot be opened or read */
+typedef struct RfsPartitionInfo {
+    uint8_t part_count;   /* partitions on the disk */
+    uint8_t disk_state;   /* the disk's state after mount */
+    uint8_t state;        /* 0/1 usable, 2 bad (set at mount when unreadable or not repaired) */
+    uint8_t repair_flag;  /* 1: the recorder was writing it when it stopped */
+    uint8_t index_flags;  /* bit k: index copy k usable; the lowest is the primary */
+    uint8_t record_ok;    /* 1: the mounted partition record carries the "Part" magic */
+    uint8_t copy_check[4]; /* RFS_COPY_* of index copy 0..3, whatever its flag */
+    uint16_t file_nr;
+    uint16_t free_file_nr;
+    uint16_t reserved;
+    RfsDateTime record_start, record_end; /* all zero: no recordings */
+    RfsDateTime pic_start, pic_end;       /* all zero: no pictures */
+} RfsPartitionInfo;
+/* 0; -1 for an empty or out-of-range slot; RFS_ERR_MISSING for a partition
+ * number outside 0 .. part_count - 1; RFS_ERR_NULL for a null out. */
+RFS_API int rfs_get_partition_info(int id, int p, RfsPartitionInfo *out);
 
 /* ---- Search ------------------------------------------------------------- */
 
@@ -276,6 +329,11 @@ RFS_API int rfs_get_current_kframe(int rd, void *buf, int len, unsigned *head_sk
 /* The frame returned in *buf is a malloc block the host frees with free(). */
 RFS_API int rfs_get_first_iframe(int chn, RfsDateTime start, RfsDateTime end, void **buf,
                                  int *len);
+
+/* Extension: the time stored in the header of a frame as delivered (the
+ * bytes from head_skip on): the recorder's wall clock. 0; RFS_ERR_FAILED when
+ * the bytes do not start with a whole frame header; RFS_ERR_NULL. */
+RFS_API int rfs_frame_time(const void *frame, int len, RfsDateTime *out);
 
 /* ---- Pictures and labels ------------------------------------------------ */
 
@@ -377,6 +435,8 @@ RFS_STATIC_ASSERT(offsetof(RfsSearchParam, integratedRecType) == 48, "integrated
 RFS_STATIC_ASSERT(offsetof(RfsSearchParam, integratedRecTypeCount) == 56, "count at 56");
 RFS_STATIC_ASSERT(sizeof(AddDiskOptions) == 3, "AddDiskOptions is 3 bytes");
 RFS_STATIC_ASSERT(sizeof(RfsRepairAction) == 32, "RfsRepairAction is 32 bytes");
+RFS_STATIC_ASSERT(sizeof(RfsPartitionInfo) == 48, "RfsPartitionInfo is 48 bytes");
+RFS_STATIC_ASSERT(offsetof(RfsPartitionInfo, record_start) == 16, "record_start at 16");
 #endif
 
 #endif /* RFS_H */

@@ -36,7 +36,7 @@ int open_nas_primary(int p, DiskParamBlock *b, const char *path, int *k) {
     int fd = open_index_file(path, RFS_O_RDWR, *k);
     while (fd < 0) {
         rfs_log("open %s index%d failed, errno=%d\n", path, *k, errno);
-        std::perror("");
+        rfs_perror("");
         if (deal_with_index_error_nas(b, p, 0, path) != 0) return -1;
         *k = select_index_copy(b, p, true);
         if (*k < 0) {

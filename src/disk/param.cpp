@@ -31,13 +31,13 @@ int read_disk_param(const char *path, DiskParamBlock *out) {
     FdGuard fd(open_index_file(path, RFS_O_RDONLY, -1));
     if (fd.get() < 0) {
         rfs_log("open file %s failed\n", path);
-        std::perror("open disk:");
+        rfs_perror("open disk:");
         return -1;
     }
     if (!read_exact(fd.get(), out->bytes, DiskParamBlock::kSize, kParamBlockPos)) {
         // The read failure has always reported itself with the write text.
         rfs_log("write file %s failed\n", path);
-        std::perror("read error: ");
+        rfs_perror("read error: ");
         return -1;
     }
     return 0;

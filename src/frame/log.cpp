@@ -13,6 +13,8 @@ volatile int rfs_print_flag = 5;
 namespace {
 rfs_log_sink_t g_log_sink = nullptr;
 void *g_log_sink_user = nullptr;
+rfs_output_sink_t g_output_sink = nullptr;
+void *g_output_sink_user = nullptr;
 
 int format_local_prefix(char *line) {
     time_t now = time(nullptr);
@@ -52,8 +54,29 @@ int rfs_log(const char *fmt, ...) {
 void rfs_print(const char *fmt, ...) {
     va_list ap;
     va_start(ap, fmt);
-    vfprintf(stdout, fmt, ap);
+    if (!g_output_sink) {
+        vfprintf(stdout, fmt, ap);
+        va_end(ap);
+        return;
+    }
+    // Prints are short; a longer one is cut at the line size, like a log line.
+    char text[kLogLineSize];
+    vsnprintf(text, sizeof text, fmt, ap);
     va_end(ap);
+    g_output_sink(RFS_OUTPUT_PRINT, text, g_output_sink_user);
+}
+
+void rfs_perror(const char *text) {
+    const int saved_errno = errno;
+    if (!g_output_sink) {
+        std::perror(text);
+    } else {
+        char line[kLogLineSize];
+        bool lead = text && *text;
+        snprintf(line, sizeof line, "%s%s%s\n", lead ? text : "", lead ? ": " : "", strerror(saved_errno));
+        g_output_sink(RFS_OUTPUT_PERROR, line, g_output_sink_user);
+    }
+    errno = saved_errno;
 }
 
 void toggle_print_flag(int) {
@@ -71,5 +94,11 @@ void toggle_print_flag(int) {
 extern "C" RFS_API int rfs_set_log_sink(rfs_log_sink_t sink, void *user) {
     rfs::g_log_sink = sink;
     rfs::g_log_sink_user = user;
+    return 0;
+}
+
+extern "C" RFS_API int rfs_set_output_sink(rfs_output_sink_t sink, void *user) {
+    rfs::g_output_sink = sink;
+    rfs::g_output_sink_user = user;
     return 0;
 }

@@ -10,7 +10,11 @@ namespace rfs {
 constexpr int kLogLineSize = 1024;
 
 int rfs_log(const char *fmt, ...) RFS_PRINTF(1, 2);
+// Console output: to standard output, or to the host's output sink.
 void rfs_print(const char *fmt, ...) RFS_PRINTF(1, 2);
+// The runtime's perror ("text: reason" on standard error), or the same line
+// handed to the host's output sink. errno is left as it was.
+void rfs_perror(const char *text);
 
 // Print-flag toggle, installed for signal 34 by rfs_init.
 void toggle_print_flag(int signo);

@@ -28,7 +28,7 @@ int short_read(ReadSession &s, int got, int err, int64_t want, int64_t rl) {
     }
     if (s.offset < event_data_end(s)) {
         errno = err;
-        std::perror("read_err");
+        rfs_perror("read_err");
         rfs_log("read data err%d, %d\n", got, int(rl));
         return RFS_ERR_DATA_READ;
     }

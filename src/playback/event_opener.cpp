@@ -38,7 +38,7 @@ int open_data(ReadSession &s, const disk_info_t &d, const RfsEventKey &key) {
     if (s.iframe_fd >= 0) return 0;
     s.iframe_fd = open_data_file(d.path, RFS_O_RDWR | RFS_O_BINARY, key.file_no);
     if (s.iframe_fd < 0) {
-        std::perror("open err");
+        rfs_perror("open err");
         rfs_log("open file %s failed!\n", d.path);
         return RFS_ERR_OPEN;
     }

@@ -21,7 +21,7 @@ int32_t estimate_index(const SeekTarget &t) {
 }
 
 int log_short_index_read(const ReadSession &s, int32_t n, int got, const char *what) {
-    std::perror(what);
+    rfs_perror(what);
     rfs_log("start:%d, count:%d err\n", int(index_block_pos(s, n)), got);
     return RFS_ERR_DATA_READ;
 }

@@ -65,7 +65,7 @@ int apply_tail_check(ReadSession &s) {
     if (!cache_holds(s, s.first_index)) {
         int got = read_index_block(s, s.first_index);
         if (got != int(kIndexBlockSize)) {
-            std::perror("read_err:\n");
+            rfs_perror("read_err:\n");
             rfs_log("start:%d, count:%d err\n", int(index_block_pos(s, s.first_index)), got);
             rfs_log("time_seek end\n");
             return 0; // the seek stands

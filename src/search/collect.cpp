@@ -41,6 +41,7 @@ void fill_event(RfsEvent &out, const ScanFile &f, int k, const uint8_t *e, uint1
     out.stored_byte_a = e[ev::kEventNo + 2];
     out.stored_byte_b = e[ev::kEventNo + 3];
     out.status2 = ev::skip_flag(e) == 2;
+    out.skip_flag = ev::skip_flag(e);
     out.group_half = pass;
     unpack_time(ev::start_time(e), &out.start);
     unpack_time(ev::end_time(e), &out.end);
@@ -151,6 +152,7 @@ int collect_events(uint32_t handle, const RfsSearchParam *param) {
     settings.channel_filter = param;
     settings.type_filter = param;
     settings.skip_zero_length = param->skip_zero_length != 0;
+    settings.list_skipped = (param->reserved & RFS_SEARCH_LIST_SKIPPED) != 0;
     dump_search_param(param);
 
     MallocBuffer snapshot(size_t(max_rec_chn) * sizeof(int32_t), true);

@@ -38,6 +38,7 @@ struct ScanSettings {
     // Events: record_type / integratedRecType; null = any type.
     const RfsSearchParam *type_filter = nullptr;
     bool skip_zero_length = false; // events whose start equals their end
+    bool list_skipped = false;     // also events with skip_flag 1 (extension)
     bool read_events = true;       // false: the visitor sees file records only
     bool log_batches = true;       // the "event_buf" / "read_event" lines
 };

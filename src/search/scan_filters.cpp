@@ -59,7 +59,7 @@ bool file_selected(const ScanSettings &s, const uint8_t *r) {
 
 bool event_selected(const ScanSettings &s, const uint8_t *e) {
     namespace ev = index_event_info;
-    if (ev::magic(e) != kMagicEven || ev::skip_flag(e) == 1) return false;
+    if (ev::magic(e) != kMagicEven || (ev::skip_flag(e) == 1 && !s.list_skipped)) return false;
     PackedTime start = ev::start_time(e), end = ev::end_time(e);
     if (start > end || start > s.end || end < s.start) return false;
     if (s.skip_zero_length && start == end) return false;
