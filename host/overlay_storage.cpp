@@ -10,7 +10,9 @@
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "disk_alias.h"
 #include "posix_storage.h"
@@ -33,14 +35,26 @@ struct FileOverlay {
     int64_t real_mtime_ns = 0;
 };
 
+using FileId = std::pair<dev_t, ino_t>;
+
 struct OpenFile {
     FileOverlay *file; // never erased from OverlayState::files, so stays valid
     int access;        // RFS_O_RDONLY, RFS_O_WRONLY or RFS_O_RDWR
+    FileId id;
+};
+
+// Bytes of a file that are read from another place (overlay_redirect).
+struct Redirect {
+    int64_t offset;
+    int64_t length;
+    std::string source; // real path
+    int64_t source_offset;
 };
 
 struct OverlayState {
     bool write_through = false;
-    std::map<std::pair<dev_t, ino_t>, FileOverlay> files;
+    std::map<FileId, FileOverlay> files;
+    std::map<FileId, std::vector<Redirect>> redirects;
     std::map<int, OpenFile> open;
     uint64_t bytes_written = 0;
 };
@@ -135,7 +149,7 @@ int open_file(const char *path, int flags) {
         file.real_size = st.st_size;
         file.real_mtime_ns = mtime_ns;
     }
-    s.open[fd] = OpenFile{&file, flags & 0x3};
+    s.open[fd] = OpenFile{&file, flags & 0x3, {st.st_dev, st.st_ino}};
     return fd;
 }
 
@@ -148,6 +162,25 @@ int overlay_close(int fd) {
     return ::close(fd);
 }
 
+// Replaces what was read of [offset, offset + got) where a redirect covers it.
+bool read_redirected(const FileId &id, unsigned char *out, int got, int64_t offset) {
+    auto it = state().redirects.find(id);
+    if (it == state().redirects.end()) return true;
+    for (const Redirect &r : it->second) {
+        int64_t from = std::max(offset, r.offset), to = std::min(offset + got, r.offset + r.length);
+        if (from >= to) continue;
+        int src = ::open(r.source.c_str(), O_RDONLY | O_CLOEXEC);
+        if (src < 0) return false;
+        int n = posix_read(src, out + (from - offset), uint32_t(to - from), r.source_offset + (from - r.offset));
+        ::close(src);
+        if (n != to - from) {
+            if (n >= 0) errno = EIO; // the source is shorter than the stretch
+            return false;
+        }
+    }
+    return true;
+}
+
 int overlay_read(int fd, void *buf, uint32_t len, int64_t offset) {
     OpenFile *of = usable(fd, RFS_O_WRONLY);
     if (of == nullptr) return -1;
@@ -155,6 +188,7 @@ int overlay_read(int fd, void *buf, uint32_t len, int64_t offset) {
     auto *out = static_cast<unsigned char *>(buf);
     int got = posix_read(fd, out, len, offset);
     if (got < 0) return got;
+    if (!read_redirected(of->id, out, got, offset)) return -1;
     // Past the real end of file, the bytes written in memory still count.
     int64_t mem_avail = std::clamp<int64_t>(of->file->mem_end - offset, 0, len);
     int avail = std::max(got, int(mem_avail));
@@ -209,8 +243,17 @@ size_t overlay_page_count() {
 
 uint64_t overlay_bytes_written() { return state().bytes_written; }
 
+bool overlay_redirect(const std::string &path, int64_t offset, int64_t length, const std::string &source,
+                      int64_t source_offset) {
+    struct stat st;
+    if (::stat(resolve_alias(path).c_str(), &st) != 0 || offset < 0 || length < 0 || source_offset < 0) return false;
+    state().redirects[{st.st_dev, st.st_ino}].push_back({offset, length, resolve_alias(source), source_offset});
+    return true;
+}
+
 void overlay_reset() {
     OverlayState &s = state();
+    s.redirects.clear();
     for (auto &entry : s.files) {
         entry.second.pages.clear();
         entry.second.mem_end = 0;

@@ -22,6 +22,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "storage_ops.h"
 
@@ -38,7 +39,14 @@ bool overlay_write_through();
 size_t overlay_page_count();
 uint64_t overlay_bytes_written();
 
-// Drops every page held in memory (a fresh look at the real files). Files
+// Reads of [offset, offset + length) of the file at `path` come from the file
+// at `source`, from source_offset on (paths may be disk aliases); bytes the
+// library wrote there in memory still win. For a view of another index copy
+// (index_copy_view.h). False when `path` cannot be looked at.
+bool overlay_redirect(const std::string &path, int64_t offset, int64_t length, const std::string &source,
+                      int64_t source_offset);
+
+// Drops every page held in memory and every redirect (a fresh look at the real files). Files
 // still open keep working and read the real contents again.
 void overlay_reset();
 

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the build into a temporary prefix and builds a C host against it
-# twice: through pkg-config and through find_package(rfs).
+# twice: through pkg-config and through find_package(rfs). README's C example
+# is compiled too, exactly as README shows it.
 set -euo pipefail
 build_dir=$1
 source_dir=$(cd "$(dirname "$0")" && pwd)
@@ -11,8 +12,13 @@ cmake --install "$build_dir" --prefix "$prefix" >/dev/null
 libdir=$(dirname "$(find "$prefix" -name rfs.pc | head -n1)")/..
 export PKG_CONFIG_PATH=$libdir/pkgconfig
 cc -std=c11 -Wall -Wextra -Werror "$source_dir/consumer.c" -o "$prefix/consumer" \
-  $(pkg-config --cflags --libs rfs)
+  $(pkg-config --cflags --libs rfs-posix)
 LD_LIBRARY_PATH=$libdir "$prefix/consumer"
+
+awk '/^```c$/ {on = 1; next} /^```$/ {on = 0} on' "$source_dir/../../README.md" > "$prefix/readme_example.c"
+test -s "$prefix/readme_example.c"
+cc -std=c11 -Wall -Wextra -Werror -c "$prefix/readme_example.c" -o "$prefix/readme_example.o" \
+  $(pkg-config --cflags rfs-posix)
 
 mkdir -p "$prefix/cmake-host"
 cat > "$prefix/cmake-host/CMakeLists.txt" <<CMAKE
@@ -20,7 +26,7 @@ cmake_minimum_required(VERSION 3.25)
 project(host C)
 find_package(rfs REQUIRED)
 add_executable(consumer $source_dir/consumer.c)
-target_link_libraries(consumer PRIVATE rfs::rfs)
+target_link_libraries(consumer PRIVATE rfs::rfs rfs::rfs_posix)
 CMAKE
 cmake -S "$prefix/cmake-host" -B "$prefix/cmake-host/build" -G Ninja \
   -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
