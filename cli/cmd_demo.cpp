@@ -13,6 +13,7 @@
 #include "demo_disk.h"
 #include "disks.h"
 #include "errors.h"
+#include "safe_output.h"
 #include "event_search.h"
 #include "time_text.h"
 
@@ -23,7 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const char kUsage[] =
-    "usage: rfs demo [DIR] [--verbose]\n"
+    "usage: rfs demo [DIR] [--force] [--verbose]\n"
     "\n"
     "Writes a small example disk with the recorder simulator, mounts it, shows\n"
     "its info, lists one day of one channel, seeks into an event, exports a\n"
@@ -32,7 +33,8 @@ const char kUsage[] =
     "\n"
     "  DIR         keep the disk image and the clip there (default: a temporary\n"
     "              folder, removed at the end)\n"
-    "  --verbose   library log lines on stderr\n";
+    "  --force     replace a demo.img or clip.bin already in DIR\n"
+    "  --verbose   the library's log lines and prints on stderr\n";
 
 // The demo's folder: the one given, or a temporary one removed at the end.
 class WorkDir {
@@ -124,19 +126,21 @@ void show_next_steps(const WorkDir &dir, const DemoPlan &plan) {
 } // namespace
 
 int run_demo(const std::vector<std::string> &words) {
-    Args args(words, {{"--verbose"}});
+    Args args(words, {{"--verbose"}, {"--force"}});
     if (args.help()) return show_usage(kUsage);
+    const bool force = args.has("--force");
     auto started = std::chrono::steady_clock::now();
     const DemoPlan plan;
     WorkDir dir(args.positional());
     const std::string image = dir.file("demo.img"), clip = dir.file("clip.bin");
+    for (const std::string &file : {image, clip}) check_output_target(file, {}, force);
     write_out("rfs demo: a recorder's day written to an example disk, then read back through librfs\n");
 
     DemoDisk disk = write_demo_disk(image, plan);
     show_written(disk, image);
     bool passed = false;
     {
-        MountedDisks disks({image}, {false, args.has("--verbose")});
+        MountedDisks disks({image}, {false, args.has("--verbose"), -1});
         heading(2, "Mounted it (copy-on-write: the image is never written). rfs info:");
         show_info(disks);
 
@@ -148,7 +152,7 @@ int run_demo(const std::vector<std::string> &words) {
 
         heading(5, "Export a short clip (rfs export --at)");
         RfsDateTime moment = parse_time_text(plan.moment);
-        ExportSummary sum = export_events({plan.chn, true, moment, moment, false, clip});
+        ExportSummary sum = export_events({plan.chn, true, moment, moment, false, clip, force, disks.guarded()});
         print_out("   %" PRIu64 " bytes from the seek point to the end of the event -> %s\n", sum.bytes,
                 clip.c_str());
         passed = check_clip(disk, plan, clip);

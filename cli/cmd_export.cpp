@@ -1,7 +1,9 @@
 // rfs export DISK...: one channel's stored stream, as the library delivers it.
 #include <cinttypes>
 #include <cstdio>
-#include <filesystem>
+#include <algorithm>
+#include <cerrno>
+#include <memory>
 
 #include "args.h"
 #include "commands.h"
@@ -10,6 +12,8 @@
 #include "errors.h"
 #include "event_search.h"
 #include "event_stream.h"
+#include "problems.h"
+#include "safe_output.h"
 #include "selection.h"
 #include "time_text.h"
 
@@ -19,21 +23,30 @@ namespace {
 
 const char kUsage[] =
     "usage: rfs export DISK... --channel N (--at TIME | --from TIME --to TIME) -o FILE\n"
-    "                          [--keyframes] [--write] [--verbose]\n"
+    "                          [--keyframes] [--force] [--strict] [--index-copy K] [--write] [--verbose]\n"
     "\n"
     "Writes the stored stream of one channel exactly as the library delivers it.\n"
     "With --at: the event recording at TIME, from the key frame at or before TIME\n"
     "to the end of the event. With --from/--to: every event that overlaps the\n"
     "range, the first from the key frame at or before --from, each to its end.\n"
+    "Events of several disks that overlap in time would interleave in one file:\n"
+    "such a range export is refused; export one disk at a time.\n"
     "\n"
-    "  --channel N   the channel\n"
-    "  --at TIME     YYYY-MM-DD HH:MM:SS\n"
-    "  --from TIME   YYYY-MM-DD HH:MM:SS, or YYYY-MM-DD for 00:00:00\n"
-    "  --to TIME     inclusive; YYYY-MM-DD means 23:59:59 of that day\n"
-    "  -o FILE       output file; - for standard output\n"
-    "  --keyframes   only the key frames (each after its reference frame, if it has one)\n"
-    "  --write       let the library's repairs reach the disk\n"
-    "  --verbose     library log lines on stderr\n"
+    "  --channel N      the channel\n"
+    "  --at TIME        YYYY-MM-DD HH:MM:SS (or ISO 8601 YYYY-MM-DDTHH:MM:SS)\n"
+    "  --from TIME      the same, or YYYY-MM-DD for 00:00:00\n"
+    "  --to TIME        inclusive; YYYY-MM-DD means 23:59:59 of that day\n"
+    "  -o FILE          output file; - for standard output. It is written beside\n"
+    "                   FILE under a temporary name and takes FILE's name only when\n"
+    "                   the export is whole. Never one of the disks, a file inside a\n"
+    "                   NAS disk's folder, a device or a folder; never an existing\n"
+    "                   file unless --force\n"
+    "  --keyframes      only the key frames (each after its reference frame, if it has one)\n"
+    "  --force          replace an existing output file\n"
+    "  --strict         exit 1 when an event ended before its recorded size\n"
+    "  --index-copy K   read every partition as its index copy K (0..3) holds it, in memory\n"
+    "  --write          let the library's repairs reach the disk\n"
+    "  --verbose        the library's log lines and prints on stderr\n"
     "\n"
     "A progress bar is drawn when stderr is a terminal; a summary ends the run.\n";
 
@@ -42,6 +55,22 @@ struct Planned {
     RfsEvent ev;
     RfsDateTime start;
 };
+
+std::string event_text(const RfsEvent &ev) {
+    return "disk " + std::to_string(ev.record_id >> 24) + " (" + time_text(ev.start) + " .. " + time_text(ev.end) + ")";
+}
+
+// The planned events are in start order; events of two disks that overlap in
+// time would interleave their streams in one file.
+void refuse_interleaving(const std::vector<Planned> &planned) {
+    for (size_t i = 1; i < planned.size(); ++i)
+        for (size_t j = 0; j < i; ++j) {
+            const RfsEvent &a = planned[j].ev, &b = planned[i].ev;
+            if (a.record_id >> 24 != b.record_id >> 24 && packed(b.start) <= packed(a.end))
+                throw ToolError("the events " + event_text(a) + " and " + event_text(b) +
+                                " overlap in time and would interleave in one file: export one disk at a time");
+        }
+}
 
 std::vector<Planned> plan(EventSearch &search, const ExportRequest &r) {
     if (r.at_moment) return {{search.event_at(r.chn, r.from), r.from}};
@@ -53,31 +82,54 @@ std::vector<Planned> plan(EventSearch &search, const ExportRequest &r) {
     if (planned.empty())
         throw ToolError("no recording on channel " + std::to_string(r.chn) + " between " + time_text(r.from) +
                         " and " + time_text(r.to));
+    refuse_interleaving(planned);
     return planned;
 }
 
-FILE *open_output(const std::string &path) {
-    if (path == "-") return out();
-    FILE *file = fopen(path.c_str(), "wb");
-    if (!file) throw ToolError("cannot write " + path);
-    return file;
+// Where the stream goes: standard output (checked) or the safe output file.
+class Destination {
+  public:
+    explicit Destination(const ExportRequest &r) {
+        if (r.output != "-") file_ = std::make_unique<OutputFile>(r.output, r.guarded, r.force);
+    }
+    void write(const uint8_t *data, size_t size) {
+        if (file_)
+            file_->write(data, size);
+        else
+            write_out(std::string_view(reinterpret_cast<const char *>(data), size));
+    }
+    void commit() {
+        if (file_) file_->commit();
+    }
+
+  private:
+    std::unique_ptr<OutputFile> file_;
+};
+
+// A short read at the end of a data file ends an event without an error; an
+// event played from its start must deliver its recorded size.
+void check_whole(const Planned &p, const StreamResult &result) {
+    if (packed(p.start) > packed(p.ev.start) || result.bytes >= p.ev.data_size) return;
+    problems().add("export", "channel " + std::to_string(p.ev.chn) + " event " + time_text(p.ev.start) + " .. " +
+                                 time_text(p.ev.end) + " ended after " + std::to_string(result.bytes) + " of its " +
+                                 std::to_string(p.ev.data_size) + " recorded bytes");
 }
 
-void write_stream(const std::vector<Planned> &planned, const ExportRequest &r, FILE *file, ExportSummary &sum) {
+void write_stream(const std::vector<Planned> &planned, const ExportRequest &r, Destination &out, ExportSummary &sum) {
     uint64_t total = 0;
     for (const Planned &p : planned) total += p.ev.data_size;
     Progress progress("exporting", total);
     auto sink = [&](const uint8_t *data, size_t size) {
-        if (fwrite(data, 1, size, file) != size) throw ToolError("cannot write " + r.output);
+        out.write(data, size);
         sum.bytes += size;
         progress.update(sum.bytes);
     };
     for (const Planned &p : planned) {
         StreamResult result = stream_event(p.ev, p.start, r.key_frames ? StreamKind::KeyFrames : StreamKind::All, sink);
         sum.key_frames += result.key_frames;
-        ++sum.events;
+        if (sum.events++ == 0) sum.first_frame = packed(result.first_frame) ? result.first_frame : p.start;
+        check_whole(p, result);
     }
-    sum.first_start = planned.front().start;
     sum.last_end = planned.back().ev.end;
 }
 
@@ -98,16 +150,19 @@ ExportRequest request_from(const Args &args) {
     }
     r.key_frames = args.has("--keyframes");
     r.output = args.value("-o");
+    r.force = args.has("--force");
     return r;
 }
 
 void print_summary(const ExportRequest &r, const ExportSummary &sum) {
     FILE *o = r.output == "-" ? stderr : out();
-    fprintf(o, "exported %d event%s of channel %d, %s .. %s: %" PRIu64 " bytes", sum.events,
-            sum.events == 1 ? "" : "s", r.chn, time_text(sum.first_start).c_str(), time_text(sum.last_end).c_str(),
-            sum.bytes);
-    if (r.key_frames) fprintf(o, " in %d key frames", sum.key_frames);
-    fprintf(o, " to %s\n", r.output == "-" ? "standard output" : r.output.c_str());
+    std::string asked = r.at_moment ? "at " + time_text(r.from) : "from " + time_text(r.from);
+    int n = fprintf(o, "exported %d event%s of channel %d (asked %s; first frame written %s, last event ends %s): %" PRIu64
+                    " bytes", sum.events, sum.events == 1 ? "" : "s", r.chn, asked.c_str(), time_text(sum.first_frame).c_str(),
+                    time_text(sum.last_end).c_str(), sum.bytes);
+    if (r.key_frames) n = std::min(n, fprintf(o, " in %d key frames", sum.key_frames));
+    n = std::min(n, fprintf(o, " to %s\n", r.output == "-" ? "standard output" : r.output.c_str()));
+    if (n < 0) throw ToolError("cannot write the summary: " + system_reason(errno));
 }
 
 } // namespace
@@ -115,28 +170,22 @@ void print_summary(const ExportRequest &r, const ExportSummary &sum) {
 ExportSummary export_events(const ExportRequest &r) {
     EventSearch search({{r.chn}, r.from, r.to, ~0ull});
     std::vector<Planned> planned = plan(search, r);
-    FILE *file = open_output(r.output);
+    Destination out(r);
     ExportSummary sum;
-    try {
-        write_stream(planned, r, file, sum);
-    } catch (...) {
-        if (file != out()) {
-            fclose(file);
-            std::error_code ec;
-            std::filesystem::remove(r.output, ec);
-        }
-        throw;
-    }
-    if (file == out() ? fflush(file) != 0 : fclose(file) != 0) throw ToolError("cannot write " + r.output);
+    write_stream(planned, r, out, sum);
+    out.commit();
     return sum;
 }
 
 int run_export(const std::vector<std::string> &words) {
-    Args args(words, {{"--channel", true}, {"--at", true}, {"--from", true}, {"--to", true}, {"-o", true},
-                      {"--keyframes"}, {"--write"}, {"--verbose"}});
+    Args args(words, disk_options({{"--channel", true}, {"--at", true}, {"--from", true}, {"--to", true},
+                                   {"-o", true}, {"--keyframes"}, {"--force"}}));
     if (args.help()) return show_usage(kUsage);
     ExportRequest request = request_from(args);
-    MountedDisks disks(args.positional(), {args.has("--write"), args.has("--verbose")});
+    MountOptions options = mount_options(args);
+    for (const std::string &p : args.positional()) request.guarded.push_back(guard_disk(p));
+    if (request.output != "-") check_output_target(request.output, request.guarded, request.force);
+    MountedDisks disks(args.positional(), options);
     print_summary(request, export_events(request));
     return 0;
 }

@@ -9,7 +9,7 @@
 #include "disks.h"
 #include "event_search.h"
 #include "json_out.h"
-#include "overlay_storage.h"
+#include "problems.h"
 #include "selection.h"
 #include "time_text.h"
 
@@ -18,16 +18,21 @@ namespace cli {
 namespace {
 
 const char kUsage[] =
-    "usage: rfs info DISK... [--json] [--write] [--verbose]\n"
+    "usage: rfs info DISK... [--json] [--strict] [--index-copy K] [--write] [--verbose]\n"
     "\n"
     "Mounts the disks and shows, for each, the format check, the size and free\n"
     "space, and every partition with its state and its recording and picture\n"
     "time ranges; then the time range and channels of all recordings.\n"
     "A folder is a NAS disk, a file a raw image.\n"
     "\n"
-    "  --json      one JSON document on stdout\n"
-    "  --write     let the library's repairs reach the disk (default: kept in memory)\n"
-    "  --verbose   library log lines on stderr\n";
+    "  --json           one JSON document on stdout, with a \"problems\" list\n"
+    "  --strict         exit 1 when anything could not be read\n"
+    "  --index-copy K   read every partition as its index copy K (0..3) holds it, in memory\n"
+    "  --write          let the library's repairs reach the disk (default: kept in memory)\n"
+    "  --verbose        the library's log lines and prints on stderr\n"
+    "\n"
+    "What cannot be read (a partition, an index copy, the end of an image) is\n"
+    "said on stderr, one line each, with the option that may recover it.\n";
 
 struct DiskSize {
     uint32_t total_mb = 0, free_mb = 0;
@@ -52,7 +57,7 @@ struct Holdings {
 Holdings holdings(const MountedDisks &disks) {
     Holdings h;
     for (int id = 0; id < disks.count(); ++id)
-        for (const PartitionView &p : read_disk_view(disks.alias(id), disks.nas()).partitions) {
+        for (const PartitionView &p : read_disk_view(id).partitions) {
             if (!p.readable || p.record_start == 0) continue;
             h.start = h.start == 0 ? p.record_start : std::min(h.start, p.record_start);
             h.end = std::max(h.end, p.record_end);
@@ -63,21 +68,9 @@ Holdings holdings(const MountedDisks &disks) {
     return h;
 }
 
-// "0-3,7"
-std::string channel_ranges(const std::vector<int> &channels) {
-    std::string text;
-    for (size_t i = 0; i < channels.size();) {
-        size_t j = i;
-        while (j + 1 < channels.size() && channels[j + 1] == channels[j] + 1) ++j;
-        text += (text.empty() ? "" : ",") + std::to_string(channels[i]);
-        if (j > i) text += "-" + std::to_string(channels[j]);
-        i = j + 1;
-    }
-    return text.empty() ? "none" : text;
-}
-
-std::string repairs_text(bool write) {
-    uint64_t bytes = rfs_host::overlay_bytes_written();
+std::string repairs_text(const MountedDisks &disks) {
+    bool write = disks.write();
+    uint64_t bytes = disks.repaired_bytes();
     if (bytes == 0) return "none: the library changed nothing at mount";
     std::string text = std::to_string(bytes) + " bytes changed by the library at mount";
     return text + (write ? ", written to the disk" : ", kept in memory (--write stores them)");
@@ -99,7 +92,7 @@ void show_partitions(const DiskView &view) {
 
 void show_disk(const MountedDisks &disks, int id) {
     DiskSize size = disk_size(id);
-    DiskView view = read_disk_view(disks.alias(id), disks.nas());
+    DiskView view = read_disk_view(id);
     print_out("disk %d  %s  (%s)\n", id, disks.path(id).c_str(), disks.nas() ? "NAS folder" : "raw image");
     print_out("  format      valid rfs 5.1, file system type %u, disk state %u\n", size.fs_type, view.disk_state);
     print_out("  size        %" PRIu32 " MB, free %" PRIu32 " MB, data files of %d MiB\n", size.total_mb,
@@ -110,7 +103,7 @@ void show_disk(const MountedDisks &disks, int id) {
 
 void write_disk(rfs_json::Writer &w, const MountedDisks &disks, int id) {
     DiskSize size = disk_size(id);
-    DiskView view = read_disk_view(disks.alias(id), disks.nas());
+    DiskView view = read_disk_view(id);
     w.begin_object()
         .field("disk", id)
         .field("path", disks.path(id))
@@ -135,7 +128,8 @@ void show_info_json(const MountedDisks &disks) {
     w.key("recordings").begin_object();
     write_time_members(w, h.start, h.end);
     w.field("channels", h.channels).end_object();
-    w.field("repaired_bytes", rfs_host::overlay_bytes_written()).field("repairs_written", disks.write());
+    w.field("repaired_bytes", disks.repaired_bytes()).field("repairs_written", disks.write());
+    problems().write_json(w);
     w.end_object().finish();
 }
 
@@ -149,13 +143,13 @@ void show_info(const MountedDisks &disks) {
     else
         print_out("recordings    %s .. %s\n", packed_time_text(h.start).c_str(), packed_time_text(h.end).c_str());
     print_out("channels      %s\n", channel_ranges(h.channels).c_str());
-    print_out("repairs       %s\n", repairs_text(disks.write()).c_str());
+    print_out("repairs       %s\n", repairs_text(disks).c_str());
 }
 
 int run_info(const std::vector<std::string> &words) {
-    Args args(words, {{"--json"}, {"--write"}, {"--verbose"}});
+    Args args(words, disk_options({{"--json"}}));
     if (args.help()) return show_usage(kUsage);
-    MountedDisks disks(args.positional(), {args.has("--write"), args.has("--verbose")});
+    MountedDisks disks(args.positional(), mount_options(args));
     if (args.has("--json"))
         show_info_json(disks);
     else

@@ -1,5 +1,9 @@
 // rfs ls DISK...: the events that a search finds, one line each.
+#include <algorithm>
 #include <cinttypes>
+#include <fcntl.h>
+#include <set>
+#include <unistd.h>
 
 #include "args.h"
 #include "commands.h"
@@ -8,6 +12,7 @@
 #include "errors.h"
 #include "event_search.h"
 #include "json_out.h"
+#include "problems.h"
 #include "selection.h"
 #include "time_text.h"
 
@@ -16,22 +21,27 @@ namespace cli {
 namespace {
 
 const char kUsage[] =
-    "usage: rfs ls DISK... [--channel LIST] [--from TIME] [--to TIME]\n"
-    "                      [--type MASK|NAME...] [--json] [--write] [--verbose]\n"
+    "usage: rfs ls DISK... [--channel LIST] [--from TIME] [--to TIME] [--type MASK|NAME...]\n"
+    "                      [--all] [--json] [--strict] [--index-copy K] [--write] [--verbose]\n"
     "\n"
     "Lists the recorded events that overlap the time range, one line each:\n"
     "disk, channel, start, end, record types and stored size.\n"
     "\n"
     "  --channel LIST   channels, e.g. 3 or 0,2,5-7 (default: all)\n"
-    "  --from TIME      YYYY-MM-DD HH:MM:SS, or YYYY-MM-DD for 00:00:00 (default: the beginning)\n"
+    "  --from TIME      YYYY-MM-DD HH:MM:SS (or ISO 8601 YYYY-MM-DDTHH:MM:SS), or\n"
+    "                   YYYY-MM-DD for 00:00:00 (default: the beginning)\n"
     "  --to TIME        inclusive; YYYY-MM-DD means 23:59:59 of that day (default: the end)\n"
     "  --type T         a mask (0x6) or names: timed, motion, alarm, manual; repeat or\n"
     "                   join with commas (default: every type)\n"
-    "  --json           a JSON array on stdout\n"
+    "  --all            also the events the recorder flagged to leave out of searches\n"
+    "  --json           one JSON document on stdout: {\"events\": [...], \"problems\": [...]}\n"
+    "  --strict         exit 1 when anything could not be read or was left out\n"
+    "  --index-copy K   read every partition as its index copy K (0..3) holds it, in memory\n"
     "  --write          let the library's repairs reach the disk\n"
-    "  --verbose        library log lines on stderr\n"
+    "  --verbose        the library's log lines and prints on stderr\n"
     "\n"
-    "Times are the recorder's wall clock, shown as stored.\n";
+    "Times are the recorder's wall clock, shown as stored. What cannot be read\n"
+    "or is left out is said on stderr, one line each.\n";
 
 EventQuery query_from(const Args &args) {
     EventQuery query;
@@ -40,7 +50,73 @@ EventQuery query_from(const Args &args) {
     query.to = args.has("--to") ? parse_time_text(args.value("--to"), DateOnly::EndOfDay) : latest_time();
     if (args.has("--type")) query.types = parse_type_mask(args.values("--type"));
     if (packed(query.to) < packed(query.from)) throw UsageError("--to is before --from");
+    query.list_skipped = true; // counted, and shown with --all
     return query;
+}
+
+// Events with skip_flag 1 are the recorder's to hide; without --all they are
+// left out, and said to be.
+void keep_or_count_skipped(std::vector<RfsEvent> &events, bool all) {
+    if (all) return;
+    auto skipped = [](const RfsEvent &ev) { return ev.skip_flag == 1; };
+    long n = std::count_if(events.begin(), events.end(), skipped);
+    if (n == 0) return;
+    events.erase(std::remove_if(events.begin(), events.end(), skipped), events.end());
+    problems().add("skipped_events", std::to_string(n) + " event" + (n == 1 ? "" : "s") +
+                                         " the recorder flagged to leave out of searches " +
+                                         (n == 1 ? "is" : "are") + " not listed (--all lists them)");
+}
+
+// Asked channels with nothing in the range: said when the disks hold nothing
+// of them at any time (a channel beyond the recorder's).
+void report_empty_channels(const EventQuery &query, const std::vector<RfsEvent> &events) {
+    std::set<int> seen;
+    for (const RfsEvent &ev : events) seen.insert(ev.chn);
+    EventQuery wider = query;
+    wider.channels.clear();
+    for (int c : query.channels)
+        if (!seen.count(c)) wider.channels.push_back(c);
+    if (wider.channels.empty()) return;
+    wider.from = earliest_time();
+    wider.to = latest_time();
+    wider.types = ~0ull;
+    EventSearch ever(wider);
+    std::vector<int> never;
+    for (int c : wider.channels)
+        if (ever.events(c).empty()) never.push_back(c);
+    if (never.empty()) return;
+    problems().add("channel", std::string(never.size() == 1 ? "channel " : "channels ") + channel_ranges(never) +
+                                  ": the disks hold no recordings of " + (never.size() == 1 ? "it" : "them") +
+                                  " at any time");
+}
+
+// NAS: each listed event's data file (file<N> in the disk's folder) must
+// open, or its events cannot be played.
+void report_missing_data_files(const MountedDisks &disks, const std::vector<RfsEvent> &events) {
+    std::set<uint32_t> checked;
+    for (const RfsEvent &ev : events) {
+        uint32_t file = ev.record_id & 0xFF00FFFF;
+        if (!checked.insert(file).second) continue;
+        int disk = int(ev.record_id >> 24);
+        if (disk >= disks.count()) continue;
+        std::string name = disks.path(disk) + "/file" + std::to_string(ev.record_id & 0xFFFF);
+        int fd = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd >= 0) {
+            close(fd);
+            continue;
+        }
+        problems().add("data_file", "cannot open the data file " + name + ": " + system_reason(errno) +
+                                        "; its events are listed but cannot be played");
+    }
+}
+
+void write_json(const std::vector<RfsEvent> &events) {
+    rfs_json::Writer w = stdout_json();
+    w.begin_object().key("events").begin_array();
+    for (const RfsEvent &ev : events) write_event(w, ev);
+    w.end_array();
+    problems().write_json(w);
+    w.end_object().finish();
 }
 
 } // namespace
@@ -48,28 +124,27 @@ EventQuery query_from(const Args &args) {
 void show_events(const std::vector<RfsEvent> &events) {
     print_out("%4s  %4s  %-19s  %-19s  %-14s  %10s\n", "disk", "chn", "start", "end", "types", "bytes");
     for (const RfsEvent &ev : events)
-        print_out("%4u  %4u  %s  %s  %-14s  %10" PRIu32 "%s\n", unsigned(ev.record_id >> 24), ev.chn,
-                time_text(ev.start).c_str(), time_text(ev.end).c_str(), type_text(ev.record_type).c_str(),
-                ev.data_size, ev.covered ? "  (overwritten)" : "");
+        print_out("%4u  %4u  %s  %s  %-14s  %10" PRIu32 "%s%s\n", unsigned(ev.record_id >> 24), ev.chn,
+                  time_text(ev.start).c_str(), time_text(ev.end).c_str(), type_text(ev.record_type).c_str(),
+                  ev.data_size, ev.covered ? "  (overwritten)" : "", ev.skip_flag == 1 ? "  (flagged to skip)" : "");
     print_out("%zu event%s\n", events.size(), events.size() == 1 ? "" : "s");
 }
 
 int run_ls(const std::vector<std::string> &words) {
-    Args args(words, {{"--channel", true}, {"--from", true}, {"--to", true}, {"--type", true},
-                      {"--json"}, {"--write"}, {"--verbose"}});
+    Args args(words, disk_options({{"--channel", true}, {"--from", true}, {"--to", true}, {"--type", true},
+                                   {"--json"}, {"--all"}}));
     if (args.help()) return show_usage(kUsage);
     EventQuery query = query_from(args);
-    MountedDisks disks(args.positional(), {args.has("--write"), args.has("--verbose")});
+    MountedDisks disks(args.positional(), mount_options(args));
     EventSearch search(query);
     std::vector<RfsEvent> events = search.all_events();
-    if (!args.has("--json")) {
+    keep_or_count_skipped(events, args.has("--all"));
+    if (args.has("--channel")) report_empty_channels(query, events);
+    if (disks.nas()) report_missing_data_files(disks, events);
+    if (args.has("--json"))
+        write_json(events);
+    else
         show_events(events);
-        return 0;
-    }
-    rfs_json::Writer w = stdout_json();
-    w.begin_array();
-    for (const RfsEvent &ev : events) write_event(w, ev);
-    w.end_array().finish();
     return 0;
 }
 

@@ -1,5 +1,17 @@
 // The tool's commands. Each takes the words after its name and returns the
-// process exit code; failures are thrown as UsageError or ToolError.
+// process exit code; failures are thrown as UsageError, RefusedOutput or
+// ToolError (errors.h).
+//
+// The pieces a command is made of, so that every command is as safe:
+//  - Args with disk_options() / mount_options() and MountedDisks (disks.h):
+//    --write, --verbose, --strict, --index-copy, the disks mounted read-only;
+//  - problems() (problems.h): whatever is not read or not shown, one line on
+//    stderr, the "problems" list of --json, exit 1 with --strict;
+//  - print_out() / write_out() (console.h): the only way to standard output,
+//    every write checked;
+//  - stdout_json() (json_out.h): --json streamed, ending with
+//    problems().write_json();
+//  - OutputFile (safe_output.h): every file the tool writes.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +19,7 @@
 #include <vector>
 
 #include "rfs.h"
+#include "safe_output.h"
 
 namespace cli {
 
@@ -33,17 +46,22 @@ struct ExportRequest {
     RfsDateTime to{};
     bool key_frames = false;
     std::string output;
+    bool force = false;               // an existing output file may be replaced
+    std::vector<GuardedDisk> guarded; // the disks, which no output may be
 };
 
 struct ExportSummary {
     int events = 0;
     uint64_t bytes = 0;
     int key_frames = 0;
-    RfsDateTime first_start{}, last_end{};
+    RfsDateTime first_frame{}; // of the first frame written (a key frame may precede the asked time)
+    RfsDateTime last_end{};
 };
 
-// Runs an export on the disks already mounted. Throws ToolError; a partly
-// written output file is removed.
+// Runs an export on the disks already mounted, through the safe output
+// (safe_output.h): the target appears only when the export is whole. Throws
+// ToolError (or RefusedOutput); an event that ends before its recorded size
+// is reported to problems().
 ExportSummary export_events(const ExportRequest &request);
 
 } // namespace cli

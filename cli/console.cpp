@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
-#include <fcntl.h>
 #include <string>
 #include <unistd.h>
 
@@ -12,27 +11,7 @@
 
 namespace cli {
 
-namespace {
-FILE *g_out = nullptr;
-} // namespace
-
-FILE *out() { return g_out ? g_out : stdout; }
-
-void divert_library_output(bool verbose) {
-    if (g_out) return;
-    fflush(stdout);
-    int real_stdout = dup(STDOUT_FILENO);
-    FILE *stream = real_stdout >= 0 ? fdopen(real_stdout, "w") : nullptr;
-    int sink = verbose ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY);
-    if (!stream || sink < 0) {
-        if (stream) fclose(stream);
-        if (sink >= 0) close(sink);
-        return; // keep the shared stdout rather than lose the tool's output
-    }
-    dup2(sink, STDOUT_FILENO);
-    close(sink);
-    g_out = stream;
-}
+FILE *out() { return stdout; }
 
 namespace {
 

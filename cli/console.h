@@ -1,8 +1,7 @@
-// Where the tool writes. Listings, reports and JSON go to out(), a stream on
-// the process's real standard output. The library prints a few diagnostic
-// dumps straight to standard output; divert_library_output() points that
-// descriptor at stderr (--verbose) or /dev/null so they never mix with what a
-// script reads.
+// Where the tool writes. Listings, reports and JSON go to standard output
+// through the checked writer below. What the library prints (its dumps and
+// perror lines) never mixes in: it reaches the library's output sink, which
+// shows it on stderr with --verbose only (disks.cpp).
 #pragma once
 
 #include <cstdint>
@@ -12,7 +11,6 @@
 namespace cli {
 
 FILE *out();
-void divert_library_output(bool verbose);
 
 // The checked standard-output writer. Every listing, report and JSON text
 // goes through these two; a write that fails throws ToolError naming the

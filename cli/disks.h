@@ -2,14 +2,21 @@
 //
 // A folder is a NAS disk, a file (image or device) a raw disk. The library has
 // one storage mode for the whole process, so one command takes either kind but
-// not both. Disks reach the library under short aliases (it keeps 63
-// characters of a path), and storage goes through the copy-on-write overlay:
-// repairs the library makes at mount stay in memory unless --write lets them
-// reach the disk.
+// not both, and the same disk may not be given twice. Disks reach the library
+// under short aliases (it keeps 63 characters of a path), and storage goes
+// through the copy-on-write overlay: repairs the library makes at mount stay
+// in memory unless --write lets them reach the disk.
+//
+// What the mount leaves unreadable is reported to problems() (problems.h):
+// an image shorter than its parameter block says, an unusable partition and
+// why, a secondary index copy that disagrees with the primary.
 #pragma once
 
 #include <string>
 #include <vector>
+
+#include "args.h"
+#include "safe_output.h"
 
 namespace cli {
 
@@ -18,8 +25,15 @@ constexpr int kMaxChannels = 512;
 
 struct MountOptions {
     bool write = false;   // let the library's repairs reach the disk
-    bool verbose = false; // library log lines and prints to stderr
+    bool verbose = false; // library log lines, prints and perror lines to stderr
+    int index_copy = -1;  // --index-copy K: show every partition as index copy K holds it
 };
+
+// The options of every command that mounts disks: --write, --verbose,
+// --strict, --index-copy K.
+std::vector<Option> disk_options(std::vector<Option> more);
+// Reads them (and hands --strict to problems()). Throws UsageError.
+MountOptions mount_options(const Args &args);
 
 class MountedDisks {
   public:
@@ -35,17 +49,25 @@ class MountedDisks {
     const std::string &alias(int id) const { return aliases_[size_t(id)]; }
     bool nas() const { return nas_; }
     bool write() const { return write_; }
+    // The disks by device and inode, which no output may overwrite.
+    const std::vector<GuardedDisk> &guarded() const { return guarded_; }
+    // Bytes the library changed at mount (in memory, or on the disk with --write).
+    uint64_t repaired_bytes() const;
 
   private:
+    void check_paths();
     void start_library(const MountOptions &options);
-    void mount(int id);
+    void mount(int id, int index_copy);
+    void report(int id) const;
     void release();
 
     std::vector<std::string> paths_;
     std::vector<std::string> aliases_;
+    std::vector<GuardedDisk> guarded_;
     bool nas_ = false;
     bool write_ = false;
     int mounted_ = 0;
+    uint64_t view_bytes_ = 0; // what --index-copy wrote into the overlay
 };
 
 } // namespace cli

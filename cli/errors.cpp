@@ -1,5 +1,7 @@
 #include "errors.h"
 
+#include <cstring>
+
 #include "rfs.h"
 
 namespace cli {
@@ -38,5 +40,11 @@ const char *meaning(int code) {
 } // namespace
 
 std::string error_text(int code) { return std::to_string(code) + " (" + meaning(code) + ")"; }
+
+} // namespace cli
+
+namespace cli {
+
+std::string system_reason(int err) { return strerror(err); }
 
 } // namespace cli

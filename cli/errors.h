@@ -1,6 +1,7 @@
-// The two ways a command fails. main() turns them into a message on stderr and
-// an exit code: 2 for a command line the tool cannot understand, 1 for a
-// request that went wrong (a disk that does not mount, a time with no event).
+// The ways a command fails. main() turns them into one line on stderr and an
+// exit code: 2 for a command line the tool cannot understand (UsageError) or
+// an output it refuses to write (RefusedOutput), 1 for a request that went
+// wrong (ToolError: a disk that does not mount, a time with no event).
 #pragma once
 
 #include <stdexcept>
@@ -18,6 +19,14 @@ struct UsageError : std::runtime_error {
 struct ToolError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
+
+// An output that would overwrite evidence or something that is not a file.
+struct RefusedOutput : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// "No such file or directory" for errno.
+std::string system_reason(int err);
 
 } // namespace cli
 

@@ -19,6 +19,7 @@ EventSearch::EventSearch(const EventQuery &query) : query_(query) {
     param.start = query_.from;
     param.end = query_.to;
     param.chnBit = chn_bits.data();
+    if (query_.list_skipped) param.reserved = RFS_SEARCH_LIST_SKIPPED;
     handle_ = rfs_find_start(&param, nullptr, 0);
     if (handle_ < 0) throw ToolError("search failed: " + error_text(handle_));
 }

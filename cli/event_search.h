@@ -14,6 +14,9 @@ struct EventQuery {
     RfsDateTime from{};
     RfsDateTime to{};
     uint64_t types = ~0ull;
+    // Also the events the recorder flagged to leave out of searches (their
+    // RfsEvent.skip_flag is 1).
+    bool list_skipped = false;
 };
 
 class EventSearch {

@@ -42,6 +42,7 @@ void seek(int rd, const RfsEvent &ev, const RfsDateTime &at) {
 // One delivery: the wanted bytes start head_skip bytes into the buffer.
 void deliver(int n, unsigned head_skip, const uint8_t *buf, StreamResult &result, const StreamSink &sink) {
     if (head_skip > unsigned(n)) throw ToolError("the library reported a lead-in longer than its delivery");
+    if (result.bytes == 0) rfs_frame_time(buf + head_skip, int(unsigned(n) - head_skip), &result.first_frame);
     sink(buf + head_skip, size_t(n) - head_skip);
     result.bytes += size_t(n) - head_skip;
 }

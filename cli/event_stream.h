@@ -15,6 +15,7 @@ using StreamSink = std::function<void(const uint8_t *data, size_t size)>;
 struct StreamResult {
     uint64_t bytes = 0;
     int key_frames = 0; // --keyframes: key frames delivered (reference frames not counted)
+    RfsDateTime first_frame{}; // stored time of the first frame delivered (zero: unknown)
 };
 
 enum class StreamKind { All, KeyFrames };

@@ -32,6 +32,7 @@ void write_event(rfs_json::Writer &w, const RfsEvent &ev) {
         .field("event", ev.event_id)
         .field("covered", ev.covered != 0)
         .field("flagged", ev.status2 != 0)
+        .field("skipped", ev.skip_flag == 1)
         .end_object();
 }
 

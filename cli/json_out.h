@@ -14,7 +14,8 @@ struct DiskView;
 rfs_json::Writer stdout_json();
 
 // {"channel", "start", "end", "types", "type_mask", "size", "disk",
-//  "partition", "file", "event", "covered", "flagged"}
+//  "partition", "file", "event", "covered", "flagged", "skipped"}: flagged
+// is the recorder's skip_flag 2, skipped its skip_flag 1 (listed with --all)
 void write_event(rfs_json::Writer &w, const RfsEvent &ev);
 
 // {"partition", "readable", "state", "repair_flag", "files", "free_files",

@@ -1,4 +1,5 @@
 // rfs: command-line access to recorder disks.
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -6,6 +7,7 @@
 #include "commands.h"
 #include "console.h"
 #include "errors.h"
+#include "problems.h"
 
 namespace {
 
@@ -29,7 +31,11 @@ void print_usage(FILE *to) {
     fputs("\n  --version  print the tool and disk-format version\n"
           "  --help     show this text\n\n"
           "A DISK is a raw image file or a NAS folder. The tool never writes to a disk\n"
-          "unless --write is given. Exit codes: 0 success, 1 failure, 2 bad command line.\n",
+          "unless --write is given, and never overwrites a file it did not create\n"
+          "unless --force is given. Whatever it cannot read or does not show is said\n"
+          "on stderr (and in --json as \"problems\").\n"
+          "Exit codes: 0 a whole answer, 1 failure (or, with --strict, any problem),\n"
+          "2 bad command line or a refused output.\n",
           to);
 }
 
@@ -42,6 +48,9 @@ const Command *find_command(const char *name) {
 } // namespace
 
 int main(int argc, char **argv) {
+    // A file-size limit makes a write fail (EFBIG) instead of killing the tool
+    // before it can remove its temporary file.
+    signal(SIGXFSZ, SIG_IGN);
     if (argc < 2) {
         print_usage(stderr);
         return cli::kExitUsage;
@@ -59,11 +68,16 @@ int main(int argc, char **argv) {
         fprintf(stderr, "rfs: unknown command '%s' (try rfs --help)\n", argv[1]);
         return cli::kExitUsage;
     }
+    cli::problems().start(command->name);
     try {
         int code = command->run(std::vector<std::string>(argv + 2, argv + argc));
-        return cli::finish_output(command->name) ? code : cli::kExitFailure;
+        if (!cli::finish_output(command->name)) return cli::kExitFailure;
+        return code != 0 ? code : cli::problems().exit_code();
     } catch (const cli::UsageError &e) {
         fprintf(stderr, "rfs %s: %s (try rfs %s --help)\n", command->name, e.what(), command->name);
+        return cli::kExitUsage;
+    } catch (const cli::RefusedOutput &e) {
+        fprintf(stderr, "rfs %s: %s\n", command->name, e.what());
         return cli::kExitUsage;
     } catch (const std::exception &e) {
         fprintf(stderr, "rfs %s: %s\n", command->name, e.what());

@@ -64,6 +64,18 @@ std::vector<int> all_channels() {
     return channels;
 }
 
+std::string channel_ranges(const std::vector<int> &channels) {
+    std::string text;
+    for (size_t i = 0; i < channels.size();) {
+        size_t j = i;
+        while (j + 1 < channels.size() && channels[j + 1] == channels[j] + 1) ++j;
+        text += (text.empty() ? "" : ",") + std::to_string(channels[i]);
+        if (j > i) text += "-" + std::to_string(channels[j]);
+        i = j + 1;
+    }
+    return text.empty() ? "none" : text;
+}
+
 uint64_t parse_type_mask(const std::vector<std::string> &words) {
     uint64_t mask = 0;
     for (const std::string &word : words) {

@@ -11,6 +11,8 @@ namespace cli {
 // "3", "0,2,5-7". Channels 0 .. kMaxChannels-1. Throws UsageError.
 std::vector<int> parse_channel_list(const std::string &text);
 std::vector<int> all_channels();
+// "0-3,7" of a sorted list; "none" when empty.
+std::string channel_ranges(const std::vector<int> &channels);
 
 // Each word is a mask ("6", "0x6") or names joined by commas ("motion,alarm");
 // the result is their union. Throws UsageError.

@@ -43,14 +43,16 @@ RfsDateTime make_time(int year, int month, int day, int hour, int minute, int se
     return t;
 }
 
-RfsDateTime parse_time_text(const std::string &text, DateOnly date_only) {
+RfsDateTime parse_time_text(const std::string &given, DateOnly date_only) {
+    std::string text = given;
+    if (has_shape(text, "0000-00-00T00:00:00")) text[10] = ' '; // ISO 8601
     int y = 0, mo = 0, d = 0, h = 0, mi = 0, s = 0;
     bool whole = has_shape(text, "0000-00-00 00:00:00") &&
                  sscanf(text.c_str(), "%d-%d-%d %d:%d:%d", &y, &mo, &d, &h, &mi, &s) == 6;
     bool day_only = has_shape(text, "0000-00-00") && sscanf(text.c_str(), "%d-%d-%d", &y, &mo, &d) == 3;
     if (day_only && date_only == DateOnly::EndOfDay) h = 23, mi = 59, s = 59;
     if ((!whole && !day_only) || !valid(y, mo, d, h, mi, s))
-        throw UsageError("bad time '" + text + "' (want YYYY-MM-DD HH:MM:SS, years 2000 to 2063)");
+        throw UsageError("bad time '" + given + "' (want YYYY-MM-DD HH:MM:SS or YYYY-MM-DDTHH:MM:SS, years 2000 to 2063)");
     return make_time(y, mo, d, h, mi, s);
 }
 

@@ -11,7 +11,8 @@ namespace cli {
 
 enum class DateOnly { StartOfDay, EndOfDay };
 
-// Parses "YYYY-MM-DD HH:MM:SS", or "YYYY-MM-DD" alone, which means 00:00:00 or
+// Parses "YYYY-MM-DD HH:MM:SS" (or the ISO 8601 "YYYY-MM-DDTHH:MM:SS"), or
+// "YYYY-MM-DD" alone, which means 00:00:00 or
 // 23:59:59 of that day as `date_only` says. Years 2000..2063 (the recorder's
 // range). Throws UsageError naming the text.
 RfsDateTime parse_time_text(const std::string &text, DateOnly date_only = DateOnly::StartOfDay);

@@ -1,6 +1,9 @@
 #include "cli_fixture.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -36,17 +39,56 @@ bool has_ref(const rec::KeyFrame &k) { return k.ref_length != 0 && k.ref_offset 
 
 } // namespace
 
-RunResult run_rfs(const std::vector<std::string> &args, const std::string &tmpdir) {
+RunResult run_rfs(const std::vector<std::string> &args, const RunOptions &o) {
     TempDir io;
-    std::string command = (tmpdir.empty() ? "" : "TMPDIR=" + quoted(tmpdir) + " ") + quoted(rfs_binary());
+    std::string command = o.shell + (o.tmpdir.empty() ? "" : " TMPDIR=" + quoted(o.tmpdir)) + " " + quoted(rfs_binary());
     for (const std::string &a : args) command += " " + quoted(a);
-    command += " >" + quoted(io.file("out")) + " 2>" + quoted(io.file("err"));
+    command += " >" + quoted(o.stdout_to.empty() ? io.file("out") : o.stdout_to) + " 2>" + quoted(io.file("err"));
     int status = std::system(command.c_str());
     RunResult r;
     r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     r.out = file_text(io.file("out"));
     r.err = file_text(io.file("err"));
     return r;
+}
+
+namespace {
+
+uint64_t fnv(uint64_t h, const uint8_t *p, size_t n) {
+    for (size_t i = 0; i < n; ++i) h = (h ^ p[i]) * 1099511628211ull;
+    return h;
+}
+
+uint64_t file_digest(const std::string &path) {
+    int fd = open(path.c_str(), O_RDONLY);
+    if (fd < 0) return 0;
+    uint64_t h = 14695981039346656037ull;
+    std::vector<uint8_t> buf(1 << 20);
+    for (off_t at = lseek(fd, 0, SEEK_DATA); at >= 0; at = lseek(fd, at, SEEK_DATA)) {
+        off_t end = lseek(fd, at, SEEK_HOLE);
+        for (; at < end;) {
+            ssize_t n = pread(fd, buf.data(), std::min<size_t>(buf.size(), size_t(end - at)), at);
+            if (n <= 0) break;
+            h = fnv(fnv(h, reinterpret_cast<const uint8_t *>(&at), sizeof at), buf.data(), size_t(n));
+            at += n;
+        }
+        if (at < end) break;
+    }
+    off_t size = lseek(fd, 0, SEEK_END);
+    close(fd);
+    return fnv(h, reinterpret_cast<const uint8_t *>(&size), sizeof size);
+}
+
+} // namespace
+
+std::string disk_digest(const std::string &path) {
+    if (!fs::is_directory(path)) return std::to_string(file_digest(path));
+    std::vector<std::string> names;
+    for (const auto &e : fs::directory_iterator(path)) names.push_back(e.path().filename().string());
+    std::sort(names.begin(), names.end());
+    std::string digest;
+    for (const std::string &n : names) digest += n + ":" + std::to_string(file_digest(path + "/" + n)) + " ";
+    return digest;
 }
 
 std::vector<uint8_t> read_file(const std::string &path) {

@@ -16,9 +16,18 @@ struct RunResult {
     std::string out, err;
 };
 
-// Runs <build>/cli/rfs (next to this test's own build folder) with `args`;
-// with `tmpdir`, the tool's temporary files go there.
-RunResult run_rfs(const std::vector<std::string> &args, const std::string &tmpdir = "");
+struct RunOptions {
+    std::string tmpdir = {};    // TMPDIR for the tool's temporary files
+    std::string shell = {};     // shell words run first, e.g. "ulimit -f 64;"
+    std::string stdout_to = {}; // a file for standard output instead of RunResult::out
+};
+
+// Runs <build>/cli/rfs (next to this test's own build folder) with `args`.
+RunResult run_rfs(const std::vector<std::string> &args, const RunOptions &options = {});
+
+// A digest of a disk: every byte of an image (holes skipped, so sparse
+// images cost what they hold), or every file of a NAS folder with its name.
+std::string disk_digest(const std::string &path);
 
 std::vector<uint8_t> read_file(const std::string &path);
 

@@ -22,7 +22,7 @@ TEST(CliDemo, PassesAndKeepsItsFilesInTheGivenFolder) {
 
 TEST(CliDemo, RemovesItsTemporaryFolder) {
     TempDir tmp;
-    RunResult r = run_rfs({"demo"}, tmp.path());
+    RunResult r = run_rfs({"demo"}, {.tmpdir = tmp.path()});
     ASSERT_EQ(r.code, 0) << r.out << r.err;
     EXPECT_NE(r.out.find(tmp.path() + "/rfs-demo-"), std::string::npos) << r.out;
     EXPECT_TRUE(std::filesystem::is_empty(tmp.path()));

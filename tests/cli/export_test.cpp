@@ -21,7 +21,7 @@ TEST_P(CliDiskTest, ExportWritesTheStoredStream) {
         std::vector<std::string> args;
         std::vector<uint8_t> expected;
     } cases[] = {
-        {"between key frames", {"--channel", "0", "--at", "2026-03-01 08:01:03"},
+        {"between key frames", {"--channel", "0", "--at", "2026-03-01T08:01:03"},
          playback(morning, "2026-03-01 08:01:03")},
         {"at the event's start", {"--channel", "0", "--at", "2026-03-01 08:00:00"},
          playback(morning, "2026-03-01 08:00:00")},
@@ -37,7 +37,7 @@ TEST_P(CliDiskTest, ExportWritesTheStoredStream) {
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
-        std::string clip = dir_.file("clip.bin");
+        std::string clip = dir_.file(std::string(c.name) + ".bin");
         std::vector<std::string> args = {"export", disk_, "-o", clip};
         args.insert(args.end(), c.args.begin(), c.args.end());
         RunResult r = run_rfs(args);
@@ -46,6 +46,10 @@ TEST_P(CliDiskTest, ExportWritesTheStoredStream) {
                                                    << c.expected.size();
         EXPECT_NE(r.out.find(std::to_string(c.expected.size()) + " bytes"), std::string::npos) << r.out;
     }
+    // The summary names the first frame written beside the time asked for.
+    RunResult r = run_rfs({"export", disk_, "--channel", "1", "--at", "2026-03-01 09:00:31", "-o", "-"});
+    EXPECT_NE(r.err.find("asked at 2026-03-01 09:00:31; first frame written 2026-03-01 09:00:28"), std::string::npos)
+        << r.err;
 }
 
 // The seek lands on a 'K' frame whose reference frame comes first: the

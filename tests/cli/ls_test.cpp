@@ -19,7 +19,7 @@ struct Listed {
 std::vector<Listed> parse_listing(const std::string &json_text) {
     std::vector<Listed> list;
     rfs_json::Value doc = rfs_json::Value::parse(json_text);
-    for (const rfs_json::Value &e : doc.items())
+    for (const rfs_json::Value &e : doc.at("events").items())
         list.push_back({e.at("channel").get<int>(), e.at("start").str(), e.at("end").str(),
                         e.at("type_mask").get<uint64_t>(), e.at("size").get<uint32_t>()});
     return list;
