@@ -152,7 +152,7 @@ int run_demo(const std::vector<std::string> &words) {
 
         heading(5, "Export a short clip (rfs export --at)");
         RfsDateTime moment = parse_time_text(plan.moment);
-        ExportSummary sum = export_events({plan.chn, true, moment, moment, false, clip, force, disks.guarded()});
+        ExportSummary sum = export_events({plan.chn, true, moment, moment, false, clip, force, disks.guarded()}, disks);
         print_out("   %" PRIu64 " bytes from the seek point to the end of the event -> %s\n", sum.bytes,
                 clip.c_str());
         passed = check_clip(disk, plan, clip);

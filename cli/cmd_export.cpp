@@ -167,9 +167,11 @@ void print_summary(const ExportRequest &r, const ExportSummary &sum) {
 
 } // namespace
 
-ExportSummary export_events(const ExportRequest &r) {
+ExportSummary export_events(const ExportRequest &r, const MountedDisks &disks) {
     EventSearch search({{r.chn}, r.from, r.to, ~0ull});
     std::vector<Planned> planned = plan(search, r);
+    for (const Planned &p : planned)
+        if (std::string why = disks.data_file_failure(p.ev); !why.empty()) throw ToolError(why);
     Destination out(r);
     ExportSummary sum;
     write_stream(planned, r, out, sum);
@@ -186,7 +188,7 @@ int run_export(const std::vector<std::string> &words) {
     for (const std::string &p : args.positional()) request.guarded.push_back(guard_disk(p));
     if (request.output != "-") check_output_target(request.output, request.guarded, request.force);
     MountedDisks disks(args.positional(), options);
-    print_summary(request, export_events(request));
+    print_summary(request, export_events(request, disks));
     return 0;
 }
 

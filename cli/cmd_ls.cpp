@@ -1,9 +1,7 @@
 // rfs ls DISK...: the events that a search finds, one line each.
 #include <algorithm>
 #include <cinttypes>
-#include <fcntl.h>
 #include <set>
-#include <unistd.h>
 
 #include "args.h"
 #include "commands.h"
@@ -90,23 +88,14 @@ void report_empty_channels(const EventQuery &query, const std::vector<RfsEvent> 
                                   " at any time");
 }
 
-// NAS: each listed event's data file (file<N> in the disk's folder) must
-// open, or its events cannot be played.
+// NAS: each listed event's data file must open, or its events cannot be
+// played.
 void report_missing_data_files(const MountedDisks &disks, const std::vector<RfsEvent> &events) {
     std::set<uint32_t> checked;
     for (const RfsEvent &ev : events) {
-        uint32_t file = ev.record_id & 0xFF00FFFF;
-        if (!checked.insert(file).second) continue;
-        int disk = int(ev.record_id >> 24);
-        if (disk >= disks.count()) continue;
-        std::string name = disks.path(disk) + "/file" + std::to_string(ev.record_id & 0xFFFF);
-        int fd = open(name.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd >= 0) {
-            close(fd);
-            continue;
-        }
-        problems().add("data_file", "cannot open the data file " + name + ": " + system_reason(errno) +
-                                        "; its events are listed but cannot be played");
+        if (!checked.insert(ev.record_id).second) continue;
+        if (std::string why = disks.data_file_failure(ev); !why.empty())
+            problems().add("data_file", why + "; its events are listed but cannot be played");
     }
 }
 

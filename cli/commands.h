@@ -60,8 +60,8 @@ struct ExportSummary {
 
 // Runs an export on the disks already mounted, through the safe output
 // (safe_output.h): the target appears only when the export is whole. Throws
-// ToolError (or RefusedOutput); an event that ends before its recorded size
-// is reported to problems().
-ExportSummary export_events(const ExportRequest &request);
+// ToolError (or RefusedOutput), naming a data file that does not open; an
+// event that ends before its recorded size is reported to problems().
+ExportSummary export_events(const ExportRequest &request, const MountedDisks &disks);
 
 } // namespace cli

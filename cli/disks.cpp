@@ -184,6 +184,21 @@ void MountedDisks::report(int id) const {
     report_partitions(id, path(id));
 }
 
+std::string MountedDisks::data_file(const RfsEvent &ev) const {
+    int disk = int(ev.record_id >> 24);
+    if (!nas_ || disk >= count()) return "";
+    return path(disk) + "/file" + std::to_string(ev.record_id & 0xFFFF);
+}
+
+std::string MountedDisks::data_file_failure(const RfsEvent &ev) const {
+    std::string name = data_file(ev);
+    if (name.empty()) return "";
+    int fd = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return "cannot open the data file " + name + ": " + system_reason(errno);
+    close(fd);
+    return "";
+}
+
 uint64_t MountedDisks::repaired_bytes() const { return rfs_host::overlay_bytes_written() - view_bytes_; }
 
 void MountedDisks::release() {

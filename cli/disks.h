@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "args.h"
+#include "rfs.h"
 #include "safe_output.h"
 
 namespace cli {
@@ -51,6 +52,10 @@ class MountedDisks {
     bool write() const { return write_; }
     // The disks by device and inode, which no output may overwrite.
     const std::vector<GuardedDisk> &guarded() const { return guarded_; }
+    // NAS: the data file that holds an event ("<folder>/file<N>"), "" for a
+    // raw disk; and why it does not open, "" when it does.
+    std::string data_file(const RfsEvent &ev) const;
+    std::string data_file_failure(const RfsEvent &ev) const;
     // Bytes the library changed at mount (in memory, or on the disk with --write).
     uint64_t repaired_bytes() const;
 

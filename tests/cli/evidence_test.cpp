@@ -205,3 +205,22 @@ TEST(CliEvidence, WhatIsLeftOutIsSaidAndRecovered) {
         EXPECT_EQ(disk_digest(c.args[1]), before);
     }
 }
+
+// A data file gone from a NAS folder is named; a disk name that is not UTF-8
+// survives --json.
+TEST(CliEvidence, MissingDataFilesAndOddNamesAreNamed) {
+    TempDir dir;
+    const std::string nas = dir.file("caf\xe9 nas");
+    two_partitions(nas, true)->finish();
+    std::filesystem::remove(nas + "/file0");
+    RunResult ls = run_rfs({"ls", nas, "--json"});
+    ASSERT_EQ(ls.code, 0) << ls.err;
+    EXPECT_TRUE(has(ls.err, "cannot open the data file " + nas + "/file0: No such file or directory")) << ls.err;
+    RunResult out = run_rfs({"export", nas, "--channel", "0", "--at", "2026-03-01 08:00:10", "-o", dir.file("c.bin")});
+    EXPECT_EQ(out.code, 1);
+    EXPECT_TRUE(has(out.err, "cannot open the data file " + nas + "/file0")) << out.err;
+    RunResult info = run_rfs({"info", nas, "--json"});
+    ASSERT_EQ(info.code, 0) << info.err;
+    rfs_json::Value doc = rfs_json::Value::parse(info.out);
+    EXPECT_EQ(doc.at("disks")[0].at("path").str(), nas);
+}
