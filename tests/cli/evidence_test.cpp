@@ -224,3 +224,18 @@ TEST(CliEvidence, MissingDataFilesAndOddNamesAreNamed) {
     rfs_json::Value doc = rfs_json::Value::parse(info.out);
     EXPECT_EQ(doc.at("disks")[0].at("path").str(), nas);
 }
+
+// A range export refuses to interleave the events of two disks in one file.
+TEST(CliEvidence, OverlappingEventsOfTwoDisksAreNotInterleaved) {
+    TempDir dir;
+    const std::string a = dir.file("a.img"), b = dir.file("b.img");
+    two_partitions(a, false)->finish();
+    two_partitions(b, false)->finish();
+    RunResult both = run_rfs({"export", a, b, "--channel", "0", "--from", "2026-03-01", "--to", "2026-03-01", "-o",
+                              dir.file("both.bin")});
+    EXPECT_EQ(both.code, 1);
+    EXPECT_TRUE(has(both.err, "overlap in time and would interleave in one file")) << both.err;
+    EXPECT_FALSE(std::filesystem::exists(dir.file("both.bin")));
+    RunResult one = run_rfs({"export", a, "--channel", "0", "--from", "2026-03-01", "--to", "2026-03-01", "-o", "-"});
+    EXPECT_EQ(one.code, 0) << one.err;
+}
