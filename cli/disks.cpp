@@ -43,8 +43,10 @@ void on_library_output(int, const char *text, void *) {
     if (library_log().verbose) fputs(text, stderr);
 }
 
-// The library's own words for a refused parameter block, without the time
-// prefix and newline ("not valid rfs format, check_sum:0x...!=0x...").
+// Why the library refused a parameter block: its own words for a block that
+// fails the check, without the time prefix ("not valid rfs format,
+// check_sum:0x...!=0x..."); a block that could not be read at all is logged
+// with the write text, so it is said plainly here.
 std::string format_complaint() {
     for (const std::string &line : library_log().lines) {
         size_t at = line.find("not valid rfs format");
@@ -53,7 +55,7 @@ std::string format_complaint() {
         while (!text.empty() && text.back() == '\n') text.pop_back();
         return text;
     }
-    return "no valid disk parameter block";
+    return "its disk parameter block (272 bytes at byte 128) cannot be read";
 }
 
 // 0 when the parameter block at `path` is valid; the library's complaint

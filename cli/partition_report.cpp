@@ -77,8 +77,11 @@ void report_partitions(int id, const std::string &path) {
             problems().add("partition", text);
             continue;
         }
+        // The pair is judged against each other through the mounted record:
+        // repair may have changed that record in memory only, so both copies
+        // differing from it says nothing.
         int secondary = secondary_copy(info.index_flags);
-        if (secondary >= 0 && info.copy_check[secondary] != RFS_COPY_SAME)
+        if (secondary >= 0 && info.copy_check[secondary] != info.copy_check[p.copy])
             problems().add("index_copy", where(id, path, p.index) + ": its secondary " + copy_text(secondary) +
                                              " disagrees with the primary " + copy_text(p.copy));
     }

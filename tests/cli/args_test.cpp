@@ -41,7 +41,8 @@ TEST(CliArgs, BadCommandLinesFailWithAMessage) {
         {{"mkdisk", dir.file("missing.json"), dir.file("x.img")}, 1, "cannot read"},
         {{"demo", "a", "b"}, 2, "at most one folder"},
         {{"info", dir.file("missing.img")}, 1, "missing.img: No such file or directory"},
-        {{"info", other}, 1, "not an rfs disk"},
+        {{"info", other}, 1, "not an rfs disk: its disk parameter block (272 bytes at byte 128) cannot be read"},
+        {{"info", dir.file("folder")}, 1, "folder: cannot open index0: No such file or directory"},
         {{"export", disk, "--channel", "0", "--at", at, "-o", dir.file("x.bin")}, 1, "no recording on channel 0"},
     };
     for (const Case &c : cases) {

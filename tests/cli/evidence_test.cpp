@@ -143,6 +143,12 @@ TEST(CliEvidence, WhatIsLeftOutIsSaidAndRecovered) {
         r->finish();
         two_partitions(nas, true)->finish();
     }
+    const std::string split = dir.file("split.img");
+    {
+        auto r = two_partitions(split, false);
+        r->damage_index_copy(0, 1, 20, {0x3f}); // the secondary's record end time differs from the primary's
+        r->finish();
+    }
     const std::string plain = dir.file("plain.img"), short_img = dir.file("short.img"), bad_block = dir.file("badnas");
     two_partitions(plain, false)->finish();
     two_partitions(bad_block, true)->finish();
@@ -171,6 +177,8 @@ TEST(CliEvidence, WhatIsLeftOutIsSaidAndRecovered) {
          {"--index-copy", "1", "--all"}, 3},
         {"NAS index0 block damaged", {"ls", bad_block}, 1, "", "the disk parameter block of index0 is not valid "
          "(not valid rfs format, check_sum:", -1, {"--index-copy", "1", "--all"}, 3},
+        {"secondary copy disagrees", {"ls", split}, 0, "index_copy",
+         "partition 0: its secondary index copy 1 disagrees with the primary index copy 0", 2, {}, 0},
         {"truncated image", {"ls", short_img}, 0, "disk", "is 1048576 bytes, but its parameter block says", 0, {}, 0},
         {"skip-flagged event", {"ls", nas}, 0, "skipped_events",
          "1 event the recorder flagged to leave out of searches is not listed (--all lists them)", 2, {"--all"}, 3},
