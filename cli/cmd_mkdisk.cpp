@@ -36,14 +36,9 @@ std::string read_text(const std::string &path) {
     return text.str();
 }
 
-// The recorder writes its disk from scratch: an existing image, or a folder
-// that holds anything, is replaced only with --force (never a device or,
-// for an image, a folder).
-void refuse_to_overwrite(const std::string &target, bool nas, bool force) {
-    if (!nas) {
-        check_output_target(target, {}, force);
-        return;
-    }
+// A NAS disk is written into its folder: a folder that holds anything is
+// written into only with --force. (An image goes through OutputFile.)
+void refuse_to_overwrite_folder(const std::string &target, bool force) {
     std::error_code ec;
     if (std::filesystem::exists(target, ec) && !std::filesystem::is_directory(target, ec))
         throw RefusedOutput("refusing to write '" + target + "': it is not a folder");
@@ -60,19 +55,26 @@ int run_mkdisk(const std::vector<std::string> &words) {
     bool nas = args.has("--nas");
     if (pos.size() != (nas ? 1u : 2u)) throw UsageError("give a scenario and either OUT.img or --nas DIR");
     const std::string target = nas ? args.value("--nas") : pos[1];
-    refuse_to_overwrite(target, nas, args.has("--force"));
+    const bool force = args.has("--force");
+    // An image is written beside OUT.img and takes its name only when whole.
+    std::unique_ptr<OutputFile> image;
+    if (nas)
+        refuse_to_overwrite_folder(target, force);
+    else
+        image = std::make_unique<OutputFile>(target, std::vector<GuardedDisk>{}, force);
     const std::string scenario = read_text(pos[0]);
     auto started = std::chrono::steady_clock::now();
-    std::unique_ptr<rec::Recorder> r;
+    size_t events = 0, pictures = 0, labels = 0;
     try {
-        r = rec::run_scenario(scenario, target, nas ? std::optional<bool>(true) : std::nullopt);
+        auto r = rec::run_scenario(scenario, nas ? target : image->temp_path(), nas);
+        events = r->events().size(), pictures = r->pictures().size(), labels = r->labels().size();
     } catch (const std::invalid_argument &e) {
         throw ToolError(pos[0] + ": " + e.what());
     }
+    if (image) image->commit();
     double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count();
     print_out("%s: %s with %zu events, %zu pictures, %zu labels (%.0f ms)\n", target.c_str(),
-            std::filesystem::is_directory(target) ? "NAS folder" : "raw image", r->events().size(), r->pictures().size(),
-            r->labels().size(), ms);
+              nas ? "NAS folder" : "raw image", events, pictures, labels, ms);
     return 0;
 }
 

@@ -51,6 +51,9 @@ class OutputFile {
     void write(const void *data, size_t size);
     void commit();
     const std::string &target() const { return target_; }
+    // For a writer that opens files by name (the recorder simulator): it
+    // writes the temporary file, and commit() puts it in place as usual.
+    const std::string &temp_path() const { return temp_; }
 
   private:
     [[noreturn]] void fail(const std::string &what);

@@ -50,6 +50,8 @@ TEST(CliEvidence, OutputsThatCouldHurtAreRefused) {
     const std::string notes = d.dir.file("case_notes.txt"), link = d.dir.file("link.img");
     fs::create_symlink(d.raw, link);
     fs::create_directory(d.dir.file("folder"));
+    const std::string here = __FILE__;
+    const std::string scenario = here.substr(0, here.rfind("/tests/")) + "/recorder/scenarios/nas.json";
     struct Case {
         const char *name;
         std::vector<std::string> args;
@@ -70,6 +72,8 @@ TEST(CliEvidence, OutputsThatCouldHurtAreRefused) {
          "it is the disk"},
         {"a failure in the middle", [&] { auto a = export_args(d.raw, notes); a.push_back("--force"); return a; }(), 1,
          "File too large", {.shell = "ulimit -f 64;"}},
+        {"mkdisk over a disk", {"mkdisk", scenario, d.raw}, 2, "it exists (--force replaces it)"},
+        {"mkdisk into a NAS disk", {"mkdisk", scenario, "--nas", d.nas}, 2, "the folder is not empty"},
         {"standard output to a full device", export_args(d.raw, "-"), 1, "cannot write standard output",
          {.stdout_to = "/dev/full"}},
     };
