@@ -29,11 +29,14 @@ const char kUsage[] =
     "Writes a small example disk with the recorder simulator, mounts it, shows\n"
     "its info, lists one day of one channel, seeks into an event, exports a\n"
     "short clip and checks every exported byte against what the recorder wrote.\n"
-    "Exits 0 only when the check passes.\n"
+    "Then writes a disk the recorder left when it lost power, shows what the\n"
+    "mount repairs (in memory), exports the recording the repair saves and\n"
+    "checks it the same way. Exits 0 only when both checks pass.\n"
     "\n"
-    "  DIR         keep the disk image and the clip there (default: a temporary\n"
-    "              folder, removed at the end)\n"
-    "  --force     replace a demo.img or clip.bin already in DIR\n"
+    "  DIR         keep the disk images and the exports there (default: a\n"
+    "              temporary folder, removed at the end)\n"
+    "  --force     replace a demo.img, clip.bin, power_loss.img or saved.bin\n"
+    "              already in DIR\n"
     "  --verbose   the library's log lines and prints on stderr\n";
 
 // The demo's folder: the one given, or a temporary one removed at the end.
@@ -93,19 +96,64 @@ void show_seek(const RfsEvent &ev, const DemoDisk &disk, const DemoPlan &plan) {
             has_ref ? ", delivered after the reference frame it needs" : "");
 }
 
-bool check_clip(const DemoDisk &disk, const DemoPlan &plan, const std::string &clip) {
-    std::vector<uint8_t> expected = expected_playback(*disk.recorder, *disk.played, rec::t(plan.moment));
-    std::vector<uint8_t> got = file_bytes(clip);
+// PASS when the file holds exactly the expected bytes (`what` they are).
+bool check_file(const std::vector<uint8_t> &expected, const std::string &file, const char *what) {
+    std::vector<uint8_t> got = file_bytes(file);
     bool same = !expected.empty() && got == expected;
-    heading(6, "Check against what the recorder wrote");
     if (same) {
-        print_out("   PASS: the %zu exported bytes are exactly the bytes the recorder stored.\n", got.size());
+        print_out("   PASS: the %zu exported bytes are exactly %s.\n", got.size(), what);
         return true;
     }
     auto diff = std::mismatch(got.begin(), got.end(), expected.begin(), expected.end());
     print_out("   FAIL: exported %zu bytes, the recorder stored %zu; first difference at byte %td.\n",
             got.size(), expected.size(), diff.first - got.begin());
     return false;
+}
+
+// Steps 1 to 6: a clean disk, listed, sought into and exported.
+bool play_example(const WorkDir &dir, const DemoPlan &plan, bool force, bool verbose) {
+    const std::string image = dir.file("demo.img"), clip = dir.file("clip.bin");
+    DemoDisk disk = write_demo_disk(image, plan);
+    show_written(disk, image);
+    MountedDisks disks({image}, {false, verbose, -1});
+    heading(2, "Mounted it (copy-on-write: the image is never written). rfs info:");
+    show_info(disks);
+
+    heading(3, ("The events of channel " + std::to_string(plan.chn) + " on " + plan.day + " (rfs ls):").c_str());
+    RfsDateTime day_start = parse_time_text(plan.day), day_end = parse_time_text(plan.day, DateOnly::EndOfDay);
+    EventSearch day({{plan.chn}, day_start, day_end, ~0ull});
+    show_events(disks, day.all_events());
+    show_seek(day.event_at(plan.chn, parse_time_text(plan.moment)), disk, plan);
+
+    heading(5, "Export a short clip (rfs export --at)");
+    RfsDateTime moment = parse_time_text(plan.moment);
+    ExportSummary sum = export_events({plan.chn, true, moment, moment, false, clip, force, disks.guarded()}, disks);
+    print_out("   %" PRIu64 " bytes from the seek point to the end of the event -> %s\n", sum.bytes, clip.c_str());
+    heading(6, "Check against what the recorder wrote");
+    return check_file(expected_playback(*disk.recorder, *disk.played, rec::t(plan.moment)), clip,
+                      "the bytes the recorder stored");
+}
+
+// Steps 7 to 9: a disk the power cut left open, repaired in memory, and the
+// recording it saves exported.
+bool repair_example(const WorkDir &dir, const PowerLossPlan &plan, bool force, bool verbose) {
+    const std::string image = dir.file("power_loss.img"), saved = dir.file("saved.bin");
+    PowerLossDisk disk = write_power_loss_disk(image, plan);
+    heading(7, "The recorder lost power while recording");
+    print_out("   %s: channels 0 to 3 were recording when the power went; their open events\n"
+              "   and files, and the partition's repair flag, are on the disk as the cut left them.\n",
+              image.c_str());
+    MountedDisks disks({image}, {false, verbose, -1, false});
+    heading(8, "Mounted it: the library repairs the partition, in memory only (rfs repair):");
+    show_repair(disks);
+
+    heading(9, ("The saved recording of channel " + std::to_string(plan.chn) + ", exported (rfs ls, rfs export):").c_str());
+    RfsDateTime from = parse_time_text(plan.start), to = parse_time_text(plan.start.substr(0, 10), DateOnly::EndOfDay);
+    show_events(disks, EventSearch({{plan.chn}, from, to, ~0ull}).all_events());
+    ExportSummary sum = export_events({plan.chn, false, from, to, false, saved, force, disks.guarded()}, disks);
+    print_out("   %" PRIu64 " bytes, up to the last key frame that reached the disk -> %s\n", sum.bytes, saved.c_str());
+    return check_file(expected_saved(*disk.recorder, *disk.cut), saved,
+                      "the bytes the recorder stored up to that key frame");
 }
 
 void show_next_steps(const WorkDir &dir, const DemoPlan &plan) {
@@ -118,9 +166,11 @@ void show_next_steps(const WorkDir &dir, const DemoPlan &plan) {
             "\nTry it yourself:\n"
             "   rfs info %s\n"
             "   rfs ls %s --channel %d --from %s --to %s --json\n"
-            "   rfs export %s --channel %d --at \"%s\" --keyframes -o keys.bin\n",
+            "   rfs export %s --channel %d --at \"%s\" --keyframes -o keys.bin\n"
+            "   rfs motion %s --channel %d --day %s --cells 0-11:*\n"
+            "   rfs repair %s\n",
             image.c_str(), image.c_str(), plan.chn, plan.day.c_str(), plan.day.c_str(), image.c_str(), plan.chn,
-            plan.moment.c_str());
+            plan.moment.c_str(), image.c_str(), plan.chn, plan.day.c_str(), dir.file("power_loss.img").c_str());
 }
 
 } // namespace
@@ -132,31 +182,11 @@ int run_demo(const std::vector<std::string> &words) {
     auto started = std::chrono::steady_clock::now();
     const DemoPlan plan;
     WorkDir dir(args.positional());
-    const std::string image = dir.file("demo.img"), clip = dir.file("clip.bin");
-    for (const std::string &file : {image, clip}) check_output_target(file, {}, force);
+    for (const char *name : {"demo.img", "clip.bin", "power_loss.img", "saved.bin"})
+        check_output_target(dir.file(name), {}, force);
     write_out("rfs demo: a recorder's day written to an example disk, then read back through librfs\n");
-
-    DemoDisk disk = write_demo_disk(image, plan);
-    show_written(disk, image);
-    bool passed = false;
-    {
-        MountedDisks disks({image}, {false, args.has("--verbose"), -1});
-        heading(2, "Mounted it (copy-on-write: the image is never written). rfs info:");
-        show_info(disks);
-
-        heading(3, ("The events of channel " + std::to_string(plan.chn) + " on " + plan.day + " (rfs ls):").c_str());
-        RfsDateTime day_start = parse_time_text(plan.day), day_end = parse_time_text(plan.day, DateOnly::EndOfDay);
-        EventSearch day({{plan.chn}, day_start, day_end, ~0ull});
-        show_events(day.all_events());
-        show_seek(day.event_at(plan.chn, parse_time_text(plan.moment)), disk, plan);
-
-        heading(5, "Export a short clip (rfs export --at)");
-        RfsDateTime moment = parse_time_text(plan.moment);
-        ExportSummary sum = export_events({plan.chn, true, moment, moment, false, clip, force, disks.guarded()}, disks);
-        print_out("   %" PRIu64 " bytes from the seek point to the end of the event -> %s\n", sum.bytes,
-                clip.c_str());
-        passed = check_clip(disk, plan, clip);
-    }
+    bool passed = play_example(dir, plan, force, args.has("--verbose"));
+    passed = repair_example(dir, PowerLossPlan{}, force, args.has("--verbose")) && passed;
     show_next_steps(dir, plan);
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     print_out("\nDemo %s in %.2f s.\n", passed ? "passed" : "FAILED", seconds);

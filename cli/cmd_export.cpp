@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <memory>
 
 #include "args.h"
@@ -23,7 +24,8 @@ namespace {
 
 const char kUsage[] =
     "usage: rfs export DISK... --channel N (--at TIME | --from TIME --to TIME) -o FILE\n"
-    "                          [--keyframes] [--force] [--strict] [--index-copy K] [--write] [--verbose]\n"
+    "                          [--keyframes | --first-keyframe] [--force] [--strict] [--index-copy K]\n"
+    "                          [--write] [--verbose]\n"
     "\n"
     "Writes the stored stream of one channel exactly as the library delivers it.\n"
     "With --at: the event recording at TIME, from the key frame at or before TIME\n"
@@ -42,6 +44,10 @@ const char kUsage[] =
     "                   NAS disk's folder, a device or a folder; never an existing\n"
     "                   file unless --force\n"
     "  --keyframes      only the key frames (each after its reference frame, if it has one)\n"
+    "  --first-keyframe with --from/--to: only the first key frame at or after --from\n"
+    "                   of the first recording that reaches --from and starts by --to,\n"
+    "                   after its reference frame if it has one (the library's\n"
+    "                   first-key-frame lookup; a frame past --to is said)\n"
     "  --force          replace an existing output file\n"
     "  --strict         exit 1 when an event ended before its recorded size\n"
     "  --index-copy K   read every partition as its index copy K (0..3) holds it, in memory\n"
@@ -49,6 +55,10 @@ const char kUsage[] =
     "  --verbose        the library's log lines and prints on stderr\n"
     "\n"
     "A progress bar is drawn when stderr is a terminal; a summary ends the run.\n";
+
+// The most a first key frame may take; a larger size in the key-frame index
+// is refused rather than read.
+constexpr int kMaxKeyFrame = 64 << 20;
 
 // The channel's events to export, with the time each one's playback starts at.
 struct Planned {
@@ -149,6 +159,9 @@ ExportRequest request_from(const Args &args) {
         if (packed(r.to) < packed(r.from)) throw UsageError("--to is before --from");
     }
     r.key_frames = args.has("--keyframes");
+    r.first_key_frame = args.has("--first-keyframe");
+    if (r.first_key_frame && (r.at_moment || r.key_frames))
+        throw UsageError("--first-keyframe takes --from and --to, and not --keyframes");
     r.output = args.value("-o");
     r.force = args.has("--force");
     return r;
@@ -165,7 +178,53 @@ void print_summary(const ExportRequest &r, const ExportSummary &sum) {
     if (n < 0) throw ToolError("cannot write the summary: " + system_reason(errno));
 }
 
+void print_first_key_frame(const ExportRequest &r, const KeyFrameSummary &sum) {
+    FILE *o = r.output == "-" ? stderr : out();
+    std::string first = sum.timed ? ", starting with the frame stored at " + time_text(sum.first_frame) : "";
+    if (fprintf(o, "exported the first key frame of channel %d between %s and %s: %d bytes%s, to %s\n", r.chn,
+                time_text(r.from).c_str(), time_text(r.to).c_str(), sum.bytes, first.c_str(),
+                r.output == "-" ? "standard output" : r.output.c_str()) < 0)
+        throw ToolError("cannot write the summary: " + system_reason(errno));
+}
+
+// Why the lookup found nothing: the library says so in its log only. Its
+// failure lines all hold "err"; without one the range holds no key frame.
+std::string no_key_frame(const ExportRequest &r, const LibraryLines &log) {
+    std::string where = "channel " + std::to_string(r.chn) + " between " + time_text(r.from) + " and " + time_text(r.to);
+    if (std::string line = log.find("buf is small"); !line.empty())
+        return "the first key frame of " + where + " is larger than the " + std::to_string(kMaxKeyFrame >> 20) +
+               " MiB a key frame may take (the library says: " + line + "); its key-frame index is likely damaged";
+    for (auto it = log.lines().rbegin(); it != log.lines().rend(); ++it)
+        if (it->find("err") != std::string::npos)
+            return "the first key frame of " + where + " cannot be read (the library says: " + *it + ")";
+    return "no key frame of " + where;
+}
+
 } // namespace
+
+KeyFrameSummary export_first_key_frame(const ExportRequest &r) {
+    // The frame's size comes from the key-frame index on the disk: the
+    // library reads it into a buffer of ours, of a size we choose, rather
+    // than one it would size from the disk.
+    std::unique_ptr<void, decltype(&free)> frame(malloc(kMaxKeyFrame), free);
+    if (!frame) throw ToolError("out of memory for a key frame");
+    void *buf = frame.get();
+    int len = kMaxKeyFrame;
+    LibraryLines log;
+    if (rfs_get_first_iframe(r.chn, r.from, r.to, &buf, &len) != 0 || len <= 0) throw ToolError(no_key_frame(r, log));
+    Destination out(r);
+    out.write(static_cast<const uint8_t *>(frame.get()), size_t(len));
+    out.commit();
+    KeyFrameSummary sum;
+    sum.bytes = len;
+    sum.timed = rfs_frame_time(frame.get(), len, &sum.first_frame) == 0;
+    // The lookup picks the recording and takes its first key frame at or
+    // after --from, even when that one lies past --to.
+    if (sum.timed && packed(sum.first_frame) > packed(r.to))
+        problems().add("key_frame", "the key frame delivered is stored at " + time_text(sum.first_frame) +
+                                        ", after --to: the recording holds none between --from and --to");
+    return sum;
+}
 
 ExportSummary export_events(const ExportRequest &r, const MountedDisks &disks) {
     EventSearch search({{r.chn}, r.from, r.to, ~0ull});
@@ -181,14 +240,17 @@ ExportSummary export_events(const ExportRequest &r, const MountedDisks &disks) {
 
 int run_export(const std::vector<std::string> &words) {
     Args args(words, disk_options({{"--channel", true}, {"--at", true}, {"--from", true}, {"--to", true},
-                                   {"-o", true}, {"--keyframes"}, {"--force"}}));
+                                   {"-o", true}, {"--keyframes"}, {"--first-keyframe"}, {"--force"}}));
     if (args.help()) return show_usage(kUsage);
     ExportRequest request = request_from(args);
     MountOptions options = mount_options(args);
     for (const std::string &p : args.positional()) request.guarded.push_back(guard_disk(p));
     if (request.output != "-") check_output_target(request.output, request.guarded, request.force);
     MountedDisks disks(args.positional(), options);
-    print_summary(request, export_events(request, disks));
+    if (request.first_key_frame)
+        print_first_key_frame(request, export_first_key_frame(request));
+    else
+        print_summary(request, export_events(request, disks));
     return 0;
 }
 

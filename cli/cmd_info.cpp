@@ -7,7 +7,7 @@
 #include "console.h"
 #include "disk_layout.h"
 #include "disks.h"
-#include "event_search.h"
+#include "errors.h"
 #include "json_out.h"
 #include "problems.h"
 #include "selection.h"
@@ -21,8 +21,10 @@ const char kUsage[] =
     "usage: rfs info DISK... [--json] [--strict] [--index-copy K] [--write] [--verbose]\n"
     "\n"
     "Mounts the disks and shows, for each, the format check, the size and free\n"
-    "space, and every partition with its state and its recording and picture\n"
-    "time ranges; then the time range and channels of all recordings.\n"
+    "space, and every partition with its state, whether the mount repaired it\n"
+    "(the recorder lost power while writing it) and its recording and picture\n"
+    "time ranges; then the first and last recording over all the disks, the\n"
+    "channels that hold recordings, and what the mount's repairs changed.\n"
     "A folder is a NAS disk, a file a raw image.\n"
     "\n"
     "  --json           one JSON document on stdout, with a \"problems\" list\n"
@@ -47,44 +49,60 @@ DiskSize disk_size(int id) {
     return size;
 }
 
-// What all mounted disks hold: the span of their partitions' record time
-// ranges and the channels a search over all time finds events on.
+// What all mounted disks hold, as the library answers it: the first and last
+// recording time over every partition's record time range, and the channels
+// with at least one whole event at any time.
 struct Holdings {
-    uint32_t start = 0, end = 0; // packed, 0 = no recordings
+    RfsDateTime start{}, end{}; // all zero: no recordings
     std::vector<int> channels;
 };
 
-Holdings holdings(const MountedDisks &disks) {
+Holdings holdings() {
     Holdings h;
-    for (int id = 0; id < disks.count(); ++id)
-        for (const PartitionView &p : read_disk_view(id).partitions) {
-            if (!p.readable || p.record_start == 0) continue;
-            h.start = h.start == 0 ? p.record_start : std::min(h.start, p.record_start);
-            h.end = std::max(h.end, p.record_end);
-        }
-    EventSearch search({all_channels(), earliest_time(), latest_time(), ~0ull});
+    int rc = rfs_get_start_end_time(&h.start, &h.end);
+    if (rc != 0) problems().add("disk", "the recording time range cannot be read: " + error_text(rc));
+    std::vector<uint8_t> bitmap(kMaxChannels / 8);
+    rc = rfs_is_chn_have_record(bitmap.data(), earliest_time(), latest_time());
+    if (rc != 0)
+        problems().add("channel", "the channels with recordings cannot all be read (" + error_text(rc) +
+                                      "): those shown are the ones found before");
     for (int c = 0; c < kMaxChannels; ++c)
-        if (!search.events(c).empty()) h.channels.push_back(c);
+        if (bitmap[size_t(c / 8)] >> (c % 8) & 1) h.channels.push_back(c);
     return h;
 }
 
-std::string repairs_text(const MountedDisks &disks) {
-    bool write = disks.write();
-    uint64_t bytes = disks.repaired_bytes();
-    if (bytes == 0) return "none: the library changed nothing at mount";
-    std::string text = std::to_string(bytes) + " bytes changed by the library at mount";
-    return text + (write ? ", written to the disk" : ", kept in memory (--write stores them)");
+// A partition the recorder was writing when it stopped: "repaired" at this
+// mount, or still flagged ("yes") when its repair failed.
+const char *repair_column(const PartitionView &p, const DiskRepair &repair) {
+    for (const PartitionRepair &r : repair.partitions)
+        if (r.partition == p.index && !r.failed()) return "repaired";
+    return p.repair_flag == 1 ? "yes" : "no";
 }
 
-void show_partitions(const DiskView &view) {
-    print_out("    part  state  repair  files  free  recordings                                  pictures\n");
+std::string repairs_text(const MountedDisks &disks) {
+    std::string text;
+    for (int id = 0; id < disks.count(); ++id) {
+        const DiskRepair &r = disks.repair(id);
+        for (const PartitionRepair &p : r.partitions)
+            text += "\n              disk " + std::to_string(id) + " partition " + std::to_string(p.partition) + ": " +
+                    repair_counts(p);
+    }
+    uint64_t bytes = disks.repaired_bytes();
+    if (bytes == 0) return "none: the library changed nothing at mount";
+    text = std::to_string(bytes) + " bytes changed by the library at mount" +
+           (disks.write() ? ", written to the disk" : ", kept in memory (--write stores them)") + text;
+    return text;
+}
+
+void show_partitions(const DiskView &view, const DiskRepair &repair) {
+    print_out("    part  state  repair    files  free  recordings                                  pictures\n");
     for (const PartitionView &p : view.partitions) {
         if (!p.readable) {
             print_out("    %4d  no readable partition record (index copy %d)\n", p.index, p.copy);
             continue;
         }
-        print_out("    %4d  %-5s  %-6s  %5u  %4u  %s .. %-19s  %s .. %s\n", p.index, p.state >= 2 ? "bad" : "ok",
-                p.repair_flag == 1 ? "yes" : "no", p.file_nr, p.free_file_nr, packed_time_text(p.record_start).c_str(),
+        print_out("    %4d  %-5s  %-8s  %5u  %4u  %s .. %-19s  %s .. %s\n", p.index, p.state >= 2 ? "bad" : "ok",
+                repair_column(p, repair), p.file_nr, p.free_file_nr, packed_time_text(p.record_start).c_str(),
                 packed_time_text(p.record_end).c_str(), packed_time_text(p.picture_start).c_str(),
                 packed_time_text(p.picture_end).c_str());
     }
@@ -98,7 +116,7 @@ void show_disk(const MountedDisks &disks, int id) {
     print_out("  size        %" PRIu32 " MB, free %" PRIu32 " MB, data files of %d MiB\n", size.total_mb,
             size.free_mb, int(uint32_t(size.data_file_size) >> 20));
     print_out("  partitions  %u\n", view.part_count);
-    show_partitions(view);
+    show_partitions(view, disks.repair(id));
 }
 
 void write_disk(rfs_json::Writer &w, const MountedDisks &disks, int id) {
@@ -116,6 +134,8 @@ void write_disk(rfs_json::Writer &w, const MountedDisks &disks, int id) {
         .field("data_file_size", uint32_t(size.data_file_size));
     w.key("partitions");
     write_partitions(w, view);
+    w.key("repair");
+    write_disk_repair(w, id, disks.path(id), disks.repair(id));
     w.end_object();
 }
 
@@ -124,9 +144,9 @@ void show_info_json(const MountedDisks &disks) {
     w.begin_object().key("disks").begin_array();
     for (int id = 0; id < disks.count(); ++id) write_disk(w, disks, id);
     w.end_array();
-    Holdings h = holdings(disks);
+    Holdings h = holdings();
     w.key("recordings").begin_object();
-    write_time_members(w, h.start, h.end);
+    write_time_members(w, packed(h.start), packed(h.end));
     w.field("channels", h.channels).end_object();
     w.field("repaired_bytes", disks.repaired_bytes()).field("repairs_written", disks.write());
     problems().write_json(w);
@@ -137,11 +157,11 @@ void show_info_json(const MountedDisks &disks) {
 
 void show_info(const MountedDisks &disks) {
     for (int id = 0; id < disks.count(); ++id) show_disk(disks, id);
-    Holdings h = holdings(disks);
-    if (h.end == 0)
+    Holdings h = holdings();
+    if (packed(h.end) == 0)
         print_out("recordings    none\n");
     else
-        print_out("recordings    %s .. %s\n", packed_time_text(h.start).c_str(), packed_time_text(h.end).c_str());
+        print_out("recordings    %s .. %s\n", time_text(h.start).c_str(), time_text(h.end).c_str());
     print_out("channels      %s\n", channel_ranges(h.channels).c_str());
     print_out("repairs       %s\n", repairs_text(disks).c_str());
 }

@@ -32,14 +32,18 @@ const char kUsage[] =
     "  --type T         a mask (0x6) or names: timed, motion, alarm, manual; repeat or\n"
     "                   join with commas (default: every type)\n"
     "  --all            also the events the recorder flagged to leave out of searches\n"
-    "  --json           one JSON document on stdout: {\"events\": [...], \"problems\": [...]}\n"
+    "  --json           one JSON document on stdout: {\"events\": [...], \"repairs\": [...],\n"
+    "                   \"problems\": [...]}\n"
     "  --strict         exit 1 when anything could not be read or was left out\n"
     "  --index-copy K   read every partition as its index copy K (0..3) holds it, in memory\n"
     "  --write          let the library's repairs reach the disk\n"
     "  --verbose        the library's log lines and prints on stderr\n"
     "\n"
     "Times are the recorder's wall clock, shown as stored. What cannot be read\n"
-    "or is left out is said on stderr, one line each.\n";
+    "or is left out is said on stderr, one line each; so is a partition the\n"
+    "mount repaired (the recorder lost power while writing it): its events are\n"
+    "listed as repaired, those closed by the repair marked, and \"repairs\" in\n"
+    "--json holds every step (rfs repair shows them).\n";
 
 EventQuery query_from(const Args &args) {
     EventQuery query;
@@ -58,11 +62,8 @@ void keep_or_count_skipped(std::vector<RfsEvent> &events, bool all) {
     if (all) return;
     auto skipped = [](const RfsEvent &ev) { return ev.skip_flag == 1; };
     long n = std::count_if(events.begin(), events.end(), skipped);
-    if (n == 0) return;
     events.erase(std::remove_if(events.begin(), events.end(), skipped), events.end());
-    problems().add("skipped_events", std::to_string(n) + " event" + (n == 1 ? "" : "s") +
-                                         " the recorder flagged to leave out of searches " +
-                                         (n == 1 ? "is" : "are") + " not listed (--all lists them)");
+    report_skipped_events(n, "listed (--all lists them)");
 }
 
 // Asked channels with nothing in the range: said when the disks hold nothing
@@ -99,10 +100,13 @@ void report_missing_data_files(const MountedDisks &disks, const std::vector<RfsE
     }
 }
 
-void write_json(const std::vector<RfsEvent> &events) {
+void write_json(const MountedDisks &disks, const std::vector<RfsEvent> &events) {
     rfs_json::Writer w = stdout_json();
     w.begin_object().key("events").begin_array();
-    for (const RfsEvent &ev : events) write_event(w, ev);
+    for (const RfsEvent &ev : events) write_event(w, ev, disks.closed_by_repair(ev));
+    w.end_array().key("repairs").begin_array();
+    for (int id = 0; id < disks.count(); ++id)
+        if (!disks.repair(id).empty()) write_disk_repair(w, id, disks.path(id), disks.repair(id));
     w.end_array();
     problems().write_json(w);
     w.end_object().finish();
@@ -110,12 +114,13 @@ void write_json(const std::vector<RfsEvent> &events) {
 
 } // namespace
 
-void show_events(const std::vector<RfsEvent> &events) {
+void show_events(const MountedDisks &disks, const std::vector<RfsEvent> &events) {
     print_out("%4s  %4s  %-19s  %-19s  %-14s  %10s\n", "disk", "chn", "start", "end", "types", "bytes");
     for (const RfsEvent &ev : events)
-        print_out("%4u  %4u  %s  %s  %-14s  %10" PRIu32 "%s%s\n", unsigned(ev.record_id >> 24), ev.chn,
+        print_out("%4u  %4u  %s  %s  %-14s  %10" PRIu32 "%s%s%s\n", unsigned(ev.record_id >> 24), ev.chn,
                   time_text(ev.start).c_str(), time_text(ev.end).c_str(), type_text(ev.record_type).c_str(),
-                  ev.data_size, ev.covered ? "  (overwritten)" : "", ev.skip_flag == 1 ? "  (flagged to skip)" : "");
+                  ev.data_size, ev.covered ? "  (overwritten)" : "", ev.skip_flag == 1 ? "  (flagged to skip)" : "",
+                  disks.closed_by_repair(ev) ? "  (closed by the repair)" : "");
     print_out("%zu event%s\n", events.size(), events.size() == 1 ? "" : "s");
 }
 
@@ -131,9 +136,9 @@ int run_ls(const std::vector<std::string> &words) {
     if (args.has("--channel")) report_empty_channels(query, events);
     if (disks.nas()) report_missing_data_files(disks, events);
     if (args.has("--json"))
-        write_json(events);
+        write_json(disks, events);
     else
-        show_events(events);
+        show_events(disks, events);
     return 0;
 }
 

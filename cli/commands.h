@@ -30,10 +30,14 @@ int run_ls(const std::vector<std::string> &words);
 int run_export(const std::vector<std::string> &words);
 int run_demo(const std::vector<std::string> &words);
 int run_mkdisk(const std::vector<std::string> &words);
+int run_repair(const std::vector<std::string> &words);
+int run_motion(const std::vector<std::string> &words);
 
 // The reports behind info and ls, also shown by the demo.
 void show_info(const MountedDisks &disks);
-void show_events(const std::vector<RfsEvent> &events);
+void show_events(const MountedDisks &disks, const std::vector<RfsEvent> &events);
+// What the mount of each disk repaired, step by step (rfs repair).
+void show_repair(const MountedDisks &disks);
 
 // What export writes: one channel's events at a moment (the event holding
 // it, from the key frame at or before it) or in a range (every event that
@@ -48,6 +52,7 @@ struct ExportRequest {
     std::string output;
     bool force = false;               // an existing output file may be replaced
     std::vector<GuardedDisk> guarded; // the disks, which no output may be
+    bool first_key_frame = false;     // only the first key frame in [from, to]
 };
 
 struct ExportSummary {
@@ -63,5 +68,16 @@ struct ExportSummary {
 // ToolError (or RefusedOutput), naming a data file that does not open; an
 // event that ends before its recorded size is reported to problems().
 ExportSummary export_events(const ExportRequest &request, const MountedDisks &disks);
+
+// The first key frame of the channel at or after `from` and not after `to`,
+// after its reference frame when it has one, as the library's lookup
+// delivers it, through the safe output. Throws ToolError when there is none
+// or it cannot be read.
+struct KeyFrameSummary {
+    int bytes = 0;
+    bool timed = false;     // the delivery starts with a whole frame header
+    RfsDateTime first_frame{}; // the time stored in it
+};
+KeyFrameSummary export_first_key_frame(const ExportRequest &request);
 
 } // namespace cli

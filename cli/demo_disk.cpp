@@ -23,6 +23,24 @@ DemoDisk write_demo_disk(const std::string &image, const DemoPlan &plan) {
     return disk;
 }
 
+PowerLossDisk write_power_loss_disk(const std::string &image, const PowerLossPlan &plan) {
+    PowerLossDisk disk;
+    disk.recorder = rec::run_scenario(kPowerLossScenario, image, false);
+    for (const rec::EventTruth &ev : disk.recorder->events())
+        if (ev.chn == plan.chn && ev.start == rec::t(plan.start) && ev.state == rec::EventState::Writing &&
+            !ev.kframes.empty())
+            disk.cut = &ev;
+    if (!disk.cut) throw std::logic_error("the power-loss scenario left no open event with key frames");
+    return disk;
+}
+
+std::vector<uint8_t> expected_saved(const rec::Recorder &recorder, const rec::EventTruth &cut) {
+    rec::EventTruth saved = cut;
+    const rec::KeyFrame &last = cut.kframes.back();
+    saved.data_size = last.offset + last.length - cut.data_start;
+    return expected_playback(recorder, saved, saved.start);
+}
+
 const rec::KeyFrame *key_frame_at(const rec::EventTruth &ev, rec::PackedTime at) {
     if (ev.kframes.empty()) return nullptr;
     const rec::KeyFrame *kf = &ev.kframes.front();

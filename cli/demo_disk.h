@@ -29,6 +29,28 @@ struct DemoDisk {
 // event that holds the plan's moment.
 DemoDisk write_demo_disk(const std::string &image, const DemoPlan &plan);
 
+// The power-cut example (the ready power-loss scenario): the recorder lost
+// power while channel `chn` was recording the event that starts at `start`,
+// after some of its key frames reached the disk.
+struct PowerLossPlan {
+    int chn = 0;
+    std::string start = "2026-03-01 10:05:00";
+};
+
+struct PowerLossDisk {
+    std::unique_ptr<rec::Recorder> recorder;
+    const rec::EventTruth *cut = nullptr; // the event being written when the power went
+};
+
+// Writes the power-cut raw image at `image`. Throws when the plan's event is
+// not one the power cut left open with key frames.
+PowerLossDisk write_power_loss_disk(const std::string &image, const PowerLossPlan &plan);
+
+// What a repair saves of an event the power cut left open: the stored bytes
+// from its first key frame to the end of its last, the key frame the repair
+// closes it at.
+std::vector<uint8_t> expected_saved(const rec::Recorder &recorder, const rec::EventTruth &cut);
+
 // The key frame a seek at `at` starts from: the latest at or before it, or
 // the event's first. Null for an event without key frames.
 const rec::KeyFrame *key_frame_at(const rec::EventTruth &ev, rec::PackedTime at);

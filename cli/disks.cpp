@@ -23,6 +23,7 @@ namespace {
 struct LibraryLog {
     bool verbose = false;
     std::vector<std::string> lines;
+    LibraryLines *watch = nullptr;
 };
 
 LibraryLog &library_log() {
@@ -35,6 +36,7 @@ void on_log_line(const char *line, void *) {
     if (log.verbose) fputs(line, stderr);
     if (log.lines.size() >= 64) log.lines.erase(log.lines.begin());
     log.lines.push_back(line);
+    if (log.watch) log.watch->add(line);
 }
 
 // What the library prints to stdout and reports through perror: shown only
@@ -96,6 +98,25 @@ std::string open_failure(const std::string &path, bool nas) {
 
 } // namespace
 
+LibraryLines::LibraryLines() : outer_(library_log().watch) { library_log().watch = this; }
+
+LibraryLines::~LibraryLines() { library_log().watch = outer_; }
+
+void LibraryLines::add(const std::string &line) {
+    if (outer_) outer_->add(line);
+    if (lines_.size() >= kMaxLines) return;
+    size_t at = line.rfind("] ", 32);
+    std::string text = line.substr(line[0] == '[' && at != std::string::npos ? at + 2 : 0);
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    lines_.push_back(text);
+}
+
+std::string LibraryLines::find(const std::string &text) const {
+    for (const std::string &line : lines_)
+        if (line.find(text) != std::string::npos) return line;
+    return "";
+}
+
 std::vector<Option> disk_options(std::vector<Option> more) {
     more.insert(more.end(), {{"--write"}, {"--verbose"}, {"--strict"}, {"--index-copy", true}});
     return more;
@@ -125,7 +146,7 @@ MountedDisks::MountedDisks(const std::vector<std::string> &paths, const MountOpt
         release();
         throw;
     }
-    for (int id = 0; id < count(); ++id) report(id);
+    for (int id = 0; id < count(); ++id) report(id, options.report_repairs);
 }
 
 MountedDisks::~MountedDisks() { release(); }
@@ -149,7 +170,7 @@ void MountedDisks::check_paths() {
 }
 
 void MountedDisks::start_library(const MountOptions &options) {
-    library_log() = LibraryLog{options.verbose, {}};
+    library_log() = LibraryLog{options.verbose, {}, library_log().watch};
     rfs_set_log_sink(on_log_line, nullptr);
     rfs_set_output_sink(on_library_output, nullptr);
     rfs_host::overlay_set_write_through(options.write);
@@ -159,13 +180,12 @@ void MountedDisks::start_library(const MountOptions &options) {
 }
 
 void MountedDisks::mount(int id, int index_copy) {
+    uint64_t before_mount = rfs_host::overlay_bytes_written();
     aliases_.push_back(rfs_host::alias_disk(path(id)));
     const std::string &alias = aliases_.back();
     if (index_copy >= 0) {
-        uint64_t before = rfs_host::overlay_bytes_written();
         std::string why = rfs_host::overlay_show_index_copy(alias, nas_, index_copy);
         if (!why.empty()) throw ToolError(path(id) + ": cannot show index copy " + std::to_string(index_copy) + ": " + why);
-        view_bytes_ += rfs_host::overlay_bytes_written() - before;
     }
     std::string complaint = block_complaint(alias);
     if (!complaint.empty()) {
@@ -176,14 +196,23 @@ void MountedDisks::mount(int id, int index_copy) {
                    std::to_string(other) + " holds a valid one: --index-copy " + std::to_string(other) + " reads it";
         throw ToolError(text);
     }
+    uint64_t before_repair = rfs_host::overlay_bytes_written();
+    view_bytes_ += before_repair - before_mount; // what --index-copy wrote into the overlay
     int rc = rfs_add_disk(id, alias.c_str(), 0, id, nullptr);
     if (rc != 0) throw ToolError(path(id) + ": mount failed: " + error_text(rc));
     mounted_ = id + 1;
+    repairs_.push_back(read_disk_repair(id, rfs_host::overlay_bytes_written() - before_repair));
 }
 
-void MountedDisks::report(int id) const {
+void MountedDisks::report(int id, bool repairs) const {
     if (!nas_) report_short_image(id, path(id));
     report_partitions(id, path(id));
+    if (repairs) report_repairs(id, path(id), repair(id), write_);
+}
+
+bool MountedDisks::closed_by_repair(const RfsEvent &ev) const {
+    size_t disk = ev.record_id >> 24;
+    return disk < repairs_.size() && repairs_[disk].closed(ev);
 }
 
 std::string MountedDisks::data_file(const RfsEvent &ev) const {

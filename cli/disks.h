@@ -9,13 +9,17 @@
 //
 // What the mount leaves unreadable is reported to problems() (problems.h):
 // an image shorter than its parameter block says, an unusable partition and
-// why, a secondary index copy that disagrees with the primary.
+// why, a secondary index copy that disagrees with the primary; and what the
+// mount repaired (mount_repairs.h), since every command then shows the
+// repaired view rather than the disk as the recorder left it.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "args.h"
+#include "mount_repairs.h"
 #include "rfs.h"
 #include "safe_output.h"
 
@@ -28,6 +32,7 @@ struct MountOptions {
     bool write = false;   // let the library's repairs reach the disk
     bool verbose = false; // library log lines, prints and perror lines to stderr
     int index_copy = -1;  // --index-copy K: show every partition as index copy K holds it
+    bool report_repairs = true; // say what the mount repaired as problems (not when that is the answer)
 };
 
 // The options of every command that mounts disks: --write, --verbose,
@@ -58,21 +63,45 @@ class MountedDisks {
     std::string data_file_failure(const RfsEvent &ev) const;
     // Bytes the library changed at mount (in memory, or on the disk with --write).
     uint64_t repaired_bytes() const;
+    // What the mount of disk `id` repaired, with the bytes it wrote.
+    const DiskRepair &repair(int id) const { return repairs_[size_t(id)]; }
+    // True for an event that the mount's repair closed at its last key frame.
+    bool closed_by_repair(const RfsEvent &ev) const;
 
   private:
     void check_paths();
     void start_library(const MountOptions &options);
     void mount(int id, int index_copy);
-    void report(int id) const;
+    void report(int id, bool repairs) const;
     void release();
 
     std::vector<std::string> paths_;
     std::vector<std::string> aliases_;
     std::vector<GuardedDisk> guarded_;
+    std::vector<DiskRepair> repairs_;
     bool nas_ = false;
     bool write_ = false;
     int mounted_ = 0;
     uint64_t view_bytes_ = 0; // what --index-copy wrote into the overlay
+};
+
+// The library's log lines while it lives (without their time prefix and
+// newline), for a command that turns some of them into problems.
+class LibraryLines {
+  public:
+    LibraryLines();
+    ~LibraryLines();
+    LibraryLines(const LibraryLines &) = delete;
+    LibraryLines &operator=(const LibraryLines &) = delete;
+    const std::vector<std::string> &lines() const { return lines_; }
+    // The first line that holds `text`, or "".
+    std::string find(const std::string &text) const;
+    void add(const std::string &line);
+
+  private:
+    static constexpr size_t kMaxLines = 4096; // a flood of lines is cut here
+    std::vector<std::string> lines_;
+    LibraryLines *outer_;
 };
 
 } // namespace cli

@@ -4,6 +4,7 @@
 
 #include "disks.h"
 #include "errors.h"
+#include "problems.h"
 #include "time_text.h"
 
 namespace cli {
@@ -59,6 +60,13 @@ RfsEvent EventSearch::event_at(int chn, const RfsDateTime &at) {
     if (packed(at) < packed(ev.start) || packed(at) > packed(ev.end))
         throw ToolError("no recording on " + where + " (the next one starts at " + time_text(ev.start) + ")");
     return ev;
+}
+
+void report_skipped_events(long n, const std::string &with_all) {
+    if (n == 0) return;
+    problems().add("skipped_events", std::to_string(n) + " event" + (n == 1 ? "" : "s") +
+                                         " the recorder flagged to leave out of searches " + (n == 1 ? "is" : "are") +
+                                         " not " + with_all);
 }
 
 } // namespace cli

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "rfs.h"
@@ -34,10 +35,16 @@ class EventSearch {
     // The event of `chn` that holds the moment `at`, found with the library's
     // event seek. Throws ToolError when none does.
     RfsEvent event_at(int chn, const RfsDateTime &at);
+    // The library's search handle, for calls that read a search's lists.
+    int handle() const { return handle_; }
 
   private:
     EventQuery query_;
     int handle_ = -1;
 };
+
+// Says that `n` events the recorder flagged to leave out of searches are not
+// in the answer (`with_all`: how --all shows them), when there are any.
+void report_skipped_events(long n, const std::string &with_all);
 
 } // namespace cli

@@ -18,7 +18,7 @@ void write_time_members(rfs_json::Writer &w, uint32_t start, uint32_t end) {
     }
 }
 
-void write_event(rfs_json::Writer &w, const RfsEvent &ev) {
+void write_event(rfs_json::Writer &w, const RfsEvent &ev, bool repaired) {
     w.begin_object()
         .field("channel", ev.chn)
         .field("start", time_text(ev.start))
@@ -33,6 +33,7 @@ void write_event(rfs_json::Writer &w, const RfsEvent &ev) {
         .field("covered", ev.covered != 0)
         .field("flagged", ev.status2 != 0)
         .field("skipped", ev.skip_flag == 1)
+        .field("repaired", repaired)
         .end_object();
 }
 

@@ -14,9 +14,11 @@ struct DiskView;
 rfs_json::Writer stdout_json();
 
 // {"channel", "start", "end", "types", "type_mask", "size", "disk",
-//  "partition", "file", "event", "covered", "flagged", "skipped"}: flagged
-// is the recorder's skip_flag 2, skipped its skip_flag 1 (listed with --all)
-void write_event(rfs_json::Writer &w, const RfsEvent &ev);
+//  "partition", "file", "event", "covered", "flagged", "skipped",
+//  "repaired"}: flagged is the recorder's skip_flag 2, skipped its skip_flag
+// 1 (listed with --all), repaired an event the mount's repair closed
+// (MountedDisks::closed_by_repair)
+void write_event(rfs_json::Writer &w, const RfsEvent &ev, bool repaired);
 
 // {"partition", "readable", "state", "repair_flag", "files", "free_files",
 //  "records": {"start", "end"}, "pictures": {"start", "end"}} per partition.

@@ -11,6 +11,8 @@ void Problems::start(const std::string &command) {
 }
 
 void Problems::add(const std::string &kind, const std::string &text) {
+    for (const Problem &p : list_)
+        if (p.kind == kind && p.text == text) return;
     list_.push_back({kind, text});
     fprintf(stderr, "rfs %s: warning: %s\n", command_.c_str(), text.c_str());
 }

@@ -6,7 +6,12 @@
 //   problems().add("partition", "disk 0 partition 1 is unusable: ...");
 //
 // Kinds name what went unread: "disk", "partition", "index_copy",
-// "data_file", "skipped_events", "channel", "export".
+// "data_file", "skipped_events", "channel", "export", "motion", "key_frame";
+// or what is shown other than stored: "repair" (the mount repaired a
+// partition the recorder was writing when it stopped).
+//
+// The same line is said once: a command that mounts the disks twice (repair
+// --write) finds the same problems again.
 #pragma once
 
 #include <string>
@@ -26,6 +31,7 @@ class Problems {
     // The command whose lines these are; --strict makes any problem fail it.
     void start(const std::string &command);
     void set_strict(bool strict) { strict_ = strict; }
+    // A problem already listed (same kind and text) is not added again.
     void add(const std::string &kind, const std::string &text);
     const std::vector<Problem> &list() const { return list_; }
     // The "problems" member of an open JSON object.

@@ -30,7 +30,44 @@ bool has_shape(const std::string &text, const std::string &shape) {
     return true;
 }
 
+// Days since 2000-03-01 of a civil date, and back (the year counted from
+// March, so that the leap day ends it).
+int64_t days_from_civil(int64_t y, int64_t m, int64_t d) {
+    y -= m <= 2;
+    int64_t era = (y >= 0 ? y : y - 399) / 400;
+    int64_t yoe = y - era * 400;
+    int64_t doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
+    return era * 146097 + yoe * 365 + yoe / 4 - yoe / 100 + doy;
+}
+
+void civil_from_days(int64_t z, int64_t &y, int64_t &m, int64_t &d) {
+    int64_t era = (z >= 0 ? z : z - 146096) / 146097;
+    int64_t doe = z - era * 146097;
+    int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+    int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+    int64_t mp = (5 * doy + 2) / 153;
+    d = doy - (153 * mp + 2) / 5 + 1;
+    m = mp < 10 ? mp + 3 : mp - 9;
+    y = yoe + era * 400 + (m <= 2);
+}
+
 } // namespace
+
+RfsDateTime add_seconds(const RfsDateTime &t, int64_t seconds) {
+    int64_t total = days_from_civil(t.year + 2000, t.month, t.day) * 86400 + t.hour * 3600 + t.minute * 60 +
+                    t.second + seconds;
+    int64_t days = total >= 0 ? total / 86400 : (total - 86399) / 86400;
+    int64_t in_day = total - days * 86400, y = 0, m = 0, d = 0;
+    civil_from_days(days, y, m, d);
+    RfsDateTime out{};
+    out.year = uint16_t(y - 2000);
+    out.month = uint8_t(m);
+    out.day = uint8_t(d);
+    out.hour = uint8_t(in_day / 3600);
+    out.minute = uint8_t(in_day / 60 % 60);
+    out.second = uint8_t(in_day % 60);
+    return out;
+}
 
 RfsDateTime make_time(int year, int month, int day, int hour, int minute, int second) {
     RfsDateTime t{};

@@ -24,6 +24,11 @@ uint32_t packed(const RfsDateTime &t);
 
 RfsDateTime make_time(int year, int month, int day, int hour, int minute, int second);
 
+// `t` moved by `seconds` on the calendar, with no zone: a motion segment's
+// end from its start and duration. Fields out of their range (a damaged
+// record) give a time that is wrong but harmless.
+RfsDateTime add_seconds(const RfsDateTime &t, int64_t seconds);
+
 // The first and last second the recorder can store.
 RfsDateTime earliest_time();
 RfsDateTime latest_time();

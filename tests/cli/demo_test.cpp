@@ -8,10 +8,16 @@ TEST(CliDemo, PassesAndKeepsItsFilesInTheGivenFolder) {
     std::string folder = dir.file("demo");
     RunResult r = run_rfs({"demo", folder});
     ASSERT_EQ(r.code, 0) << r.out << r.err;
-    EXPECT_NE(r.out.find("PASS"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("PASS: the 701640 exported bytes"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("2026-03-01 09:00:00  2026-03-01 09:02:00"), std::string::npos) << r.out;
-    EXPECT_TRUE(std::filesystem::exists(folder + "/demo.img"));
-    EXPECT_GT(std::filesystem::file_size(folder + "/clip.bin"), 0u);
+    // The power-cut disk, repaired in memory only: its saved recording checks out.
+    EXPECT_NE(r.out.find("  (closed by the repair)\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("PASS: the 200040 exported bytes"), std::string::npos) << r.out;
+    for (const char *name : {"demo.img", "clip.bin", "power_loss.img", "saved.bin"})
+        EXPECT_TRUE(std::filesystem::exists(folder + "/" + name)) << name;
+    RunResult repair = run_rfs({"repair", folder + "/power_loss.img"});
+    EXPECT_EQ(repair.code, 0);
+    EXPECT_EQ(repair.out.find("nothing to repair"), std::string::npos) << "the demo wrote the power-cut disk";
 
     // What the demo exported, the export command exports again.
     RunResult again = run_rfs({"export", folder + "/demo.img", "--channel", "1", "--at", "2026-03-01 09:01:07",

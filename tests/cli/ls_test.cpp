@@ -69,24 +69,38 @@ TEST_P(CliDiskTest, LsListsWhatTheFiltersSelect) {
     }
 }
 
-TEST_P(CliDiskTest, InfoShowsTheDiskAndItsRecordingRange) {
-    RunResult r = run_rfs({"info", disk_, "--json"});
+TEST_P(CliDiskTest, InfoShowsTheDisksAndTheirRecordingRange) {
+    // A second disk: a later recording on channel 7, and one on channel 9 the
+    // recorder flagged to leave out, which no channel list counts.
+    rec::DiskShape shape;
+    shape.files_per_partition = 4;
+    shape.nas = nas();
+    std::string second = dir_.file(nas() ? "nas2" : "disk2.img");
+    {
+        rec::Recorder r(shape, second);
+        rec::RecordOptions o{.fps = 5, .key_interval = 10}, skipped = o;
+        skipped.skip_flag = 1;
+        r.record(9, rec::t("2026-04-01 10:00:00"), rec::t("2026-04-01 10:00:10"), rec::kTimed, skipped);
+        r.record(7, rec::t("2026-05-01 10:00:00"), rec::t("2026-05-01 10:00:10"), rec::kTimed, o);
+        r.finish();
+    }
+    RunResult r = run_rfs({"info", disk_, second, "--json"});
     ASSERT_EQ(r.code, 0) << r.err;
     auto doc = rfs_json::Value::parse(r.out);
     const auto &disk = doc.at("disks")[0];
     EXPECT_EQ(disk.at("kind").str(), nas() ? "nas" : "raw");
     EXPECT_EQ(disk.at("data_file_size").get<uint32_t>(), rec::kFile256M);
     ASSERT_EQ(disk.at("partitions").size(), 1u);
-    const auto &records = disk.at("partitions")[0].at("records");
     EXPECT_EQ(disk.at("partitions")[0].at("files").get<int>(), 8);
+    EXPECT_EQ(disk.at("partitions")[0].at("records").at("start").str(), "2026-03-01 08:00:00");
     const auto &recordings = doc.at("recordings");
     EXPECT_EQ(recordings.at("start").str(), "2026-03-01 08:00:00");
-    EXPECT_EQ(recordings.at("start").str(), records.at("start").str());
-    EXPECT_EQ(recordings.at("end").str(), records.at("end").str());
+    EXPECT_EQ(recordings.at("end").str(), "2026-05-01 10:00:10");
     std::vector<int> channels;
     for (const auto &c : recordings.at("channels").items()) channels.push_back(c.get<int>());
-    EXPECT_EQ(channels, std::vector<int>({0, 1, 2, 3}));
+    EXPECT_EQ(channels, std::vector<int>({0, 1, 2, 3, 7}));
     EXPECT_EQ(doc.at("repaired_bytes").get<int>(), 0);
+    EXPECT_TRUE(disk.at("repair").at("partitions").items().empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(RawAndNas, CliDiskTest, ::testing::Bool(),
