@@ -1,6 +1,7 @@
 // The diagnostic log and the console print. rfs_log composes a full line
 // (local-time prefix + message + newline rule) in a 1024-byte stack buffer and
-// hands it to the installed sink, if any; without a sink the line is dropped.
+// hands it to the installed sink. Without a sink nothing is composed (the
+// line would only be dropped) and the result is 0; no caller uses it.
 #pragma once
 
 #include "rfs.h"

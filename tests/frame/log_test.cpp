@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <memory>
 #include <regex>
 #include <string>
+#include <vector>
 
 #include "frame/log.h"
 #include "support/log_capture.h"
@@ -34,19 +36,30 @@ TEST(Log, LineComposition) {
     }
 }
 
-TEST(Log, KeepsErrnoForTheCallerThatLoggedAFailure) {
-    LogCapture log; // a sink that allocates may touch errno
-    errno = EHOSTDOWN;
-    rfs_log("read file %s failed ret=%d\n", "/rfs/d0/index1", -1);
-    EXPECT_EQ(errno, EHOSTDOWN);
-}
-
-TEST(Log, SilentWithoutSink) {
+// Lines are composed only for a sink, and only while one is installed: every
+// line reaches it then, nothing is written anywhere without it, and errno
+// stays as the caller left it either way (callers log a failed storage call
+// and then judge it by errno).
+TEST(Log, SinkGetsEveryLineWhileInstalledAndErrnoIsKept) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    EXPECT_EQ(rfs_log("nothing to see %d\n", 1), 17);
+    std::vector<std::string> got;
+    for (int round = 0; round < 3; ++round) {
+        bool with_sink = round != 1;
+        std::unique_ptr<LogCapture> log(with_sink ? new LogCapture : nullptr);
+        for (int i = 0; i < 3; ++i) {
+            errno = EHOSTDOWN;
+            rfs_log("read file %s failed ret=%d\n", "/rfs/d0/index1", round * 10 + i);
+            EXPECT_EQ(errno, EHOSTDOWN);
+        }
+        if (log) for (const std::string &m : log->messages()) got.push_back(m);
+    }
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    std::vector<std::string> expected;
+    for (int n : {0, 1, 2, 20, 21, 22})
+        expected.push_back("read file /rfs/d0/index1 failed ret=" + std::to_string(n) + "\n");
+    EXPECT_EQ(got, expected);
 }
 
 TEST(Log, PrintFlagToggle) {
