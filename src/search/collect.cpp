@@ -5,6 +5,7 @@
 
 #include "disk/registry.h"
 #include "frame/alloc.h"
+#include "frame/hour_back.h"
 #include "frame/log.h"
 #include "frame/state.h"
 #include "search/event_order.h"
@@ -154,6 +155,7 @@ int collect_events(uint32_t handle, const RfsSearchParam *param) {
     settings.skip_zero_length = param->skip_zero_length != 0;
     settings.list_skipped = (param->reserved & RFS_SEARCH_LIST_SKIPPED) != 0;
     dump_search_param(param);
+    forget_local_hours(); // seeks on these lists follow the zone as it is now
 
     MallocBuffer snapshot(size_t(max_rec_chn) * sizeof(int32_t), true);
     if (!snapshot) {

@@ -2,6 +2,7 @@
 // searching forward or backward from a look-back point one hour earlier.
 #include <algorithm>
 
+#include "frame/hour_back.h"
 #include "frame/log.h"
 #include "frame/time.h"
 #include "search/event_order.h"
@@ -27,7 +28,7 @@ struct SeekResult {
 // One hour back in local time, but never into the day before.
 RfsDateTime find_start_time(const RfsDateTime &t) {
     int secs = t.hour * 3600 + t.minute * 60 + t.second;
-    return secs < 3600 ? start_of_day_local(t) : one_hour_back_local(t);
+    return secs < 3600 ? start_of_day_local(t) : one_hour_back(t);
 }
 
 SeekResult seek_forward(const RfsDateTime &from, const SeekRange &q, const RfsEvent *list,

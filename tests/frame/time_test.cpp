@@ -2,7 +2,10 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <string>
+#include <vector>
 
+#include "frame/hour_back.h"
 #include "frame/time.h"
 
 using namespace rfs;
@@ -94,5 +97,69 @@ TEST(Time, LocalConversions) {
         EXPECT_TRUE(same_fields(one_hour_back_local(dt(26, 3, 1, 10, 15, 0)), dt(26, 3, 1, 9, 15, 0)));
         EXPECT_TRUE(same_fields(one_hour_back_local(dt(26, 3, 1, 0, 30, 0)), dt(26, 2, 28, 23, 30, 0)));
         EXPECT_TRUE(same_fields(start_of_day_local(dt(26, 3, 1, 17, 5, 9)), dt(26, 3, 1, 0, 0, 0)));
+    }
+}
+
+// The seek look-back without a calendar conversion per call gives what the
+// conversion gives, in zones with clock changes of an hour and of half an
+// hour at various local times (midnight included), in a zone without any, in
+// a half-hour zone, and for fields the conversion carries into the next
+// minute, hour or day.
+TEST(Time, HourBackAgreesWithTheConversion) {
+    const char *zones[] = {"UTC0", "CET-1CEST,M3.5.0,M10.5.0/3", "EST5EDT,M3.2.0,M11.1.0",
+                           "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0", "<+0545>-5:45",
+                           "<-03>3<-02>,M10.3.0/0,M2.3.0/0"};
+    auto agree = [](const RfsDateTime &t) {
+        RfsDateTime fast = one_hour_back(t), exact = one_hour_back_local(t);
+        EXPECT_TRUE(same_fields(fast, exact))
+            << int(t.year) << '-' << int(t.month) << '-' << int(t.day) << ' ' << int(t.hour) << ':'
+            << int(t.minute) << ':' << int(t.second);
+        return fast;
+    };
+    const time_t jan1 = 1767225600; // 2026-01-01 00:00:00 UTC
+    auto date_of = [&](int day) {      // the calendar date 2026-01-01 + day
+        time_t at = jan1 + time_t(day) * 86400;
+        struct tm tm {};
+        gmtime_r(&at, &tm);
+        return dt(tm.tm_year - 100, tm.tm_mon + 1, tm.tm_mday, 0, 0, 0);
+    };
+    for (const char *zone : zones) {
+        SCOPED_TRACE(zone);
+        ZoneGuard guard(zone);
+        forget_local_hours();
+        // Every 9th day of the year, and the days around a change of the
+        // zone's offset, hour by hour; every 13th second of an hour that is
+        // not plainly the hour before.
+        std::vector<int> days;
+        long offset = 0;
+        for (int day = 0; day < 366; ++day) {
+            time_t at = jan1 + time_t(day) * 86400;
+            struct tm tm {};
+            localtime_r(&at, &tm);
+            if (day > 0 && tm.tm_gmtoff != offset) days.insert(days.end(), {day - 2, day - 1, day});
+            offset = tm.tm_gmtoff;
+            if (day % 9 == 0) days.push_back(day);
+        }
+        int changes = 0;
+        for (int day : days)
+            for (int h = 1; h < 24; ++h) {
+                RfsDateTime t = date_of(day);
+                t.hour = uint8_t(h);
+                t.minute = uint8_t((h * 7 + day) % 60);
+                t.second = uint8_t((h * 13 + day) % 60);
+                RfsDateTime back = agree(t);
+                if (back.hour + 1 == h && back.day == t.day) continue;
+                ++changes;
+                for (int s = 0; s < 3600; s += 13) {
+                    t.minute = uint8_t(s / 60);
+                    t.second = uint8_t(s % 60);
+                    agree(t);
+                }
+            }
+        EXPECT_EQ(changes > 0, std::string(zone).find(',') != std::string::npos);
+        for (RfsDateTime odd : {dt(26, 4, 31, 10, 0, 0), dt(26, 2, 29, 5, 1, 1), dt(26, 3, 1, 0, 70, 0),
+                                dt(26, 3, 1, 24, 0, 0), dt(26, 13, 1, 5, 0, 0), dt(26, 3, 1, 5, 0, 60),
+                                dt(150, 3, 1, 5, 0, 0)})
+            agree(odd);
     }
 }
