@@ -4,20 +4,6 @@
 
 namespace rfs {
 
-PackedTime pack_time(const RfsDateTime &t) {
-    return (uint32_t(t.year) << 26) | (uint32_t(t.month) << 22) | (uint32_t(t.day) << 17) |
-           (uint32_t(t.hour) << 12) | (uint32_t(t.minute) << 6) | uint32_t(t.second);
-}
-
-void unpack_time(PackedTime w, RfsDateTime *out) {
-    out->year = uint16_t(w >> 26);
-    out->month = uint8_t((w >> 22) & 15);
-    out->day = uint8_t((w >> 17) & 31);
-    out->hour = uint8_t((w >> 12) & 31);
-    out->minute = uint8_t((w >> 6) & 63);
-    out->second = uint8_t(w & 63);
-}
-
 namespace {
 void write_fields(const struct tm &tm, RfsDateTime *out) {
     out->second = uint8_t(tm.tm_sec);

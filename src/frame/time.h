@@ -15,9 +15,20 @@ using PackedTime = uint32_t;
 constexpr PackedTime kNoTimeYet = 0xFFFFFFFFu;
 
 // Fields are shifted as stored, without range checks or masking (32-bit wrap).
-PackedTime pack_time(const RfsDateTime &t);
+inline PackedTime pack_time(const RfsDateTime &t) {
+    return (uint32_t(t.year) << 26) | (uint32_t(t.month) << 22) | (uint32_t(t.day) << 17) |
+           (uint32_t(t.hour) << 12) | (uint32_t(t.minute) << 6) | uint32_t(t.second);
+}
+
 // Writes second..year; byte 0 of *out is left as it was.
-void unpack_time(PackedTime w, RfsDateTime *out);
+inline void unpack_time(PackedTime w, RfsDateTime *out) {
+    out->year = uint16_t(w >> 26);
+    out->month = uint8_t((w >> 22) & 15);
+    out->day = uint8_t((w >> 17) & 31);
+    out->hour = uint8_t((w >> 12) & 31);
+    out->minute = uint8_t((w >> 6) & 63);
+    out->second = uint8_t(w & 63);
+}
 
 // Microseconds since 1970 UTC to broken-down UTC; byte 0 untouched. Returns 0.
 int usec_to_datetime(RfsDateTime *out, int64_t usec);

@@ -2,12 +2,14 @@
 #include "search/collect.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "disk/registry.h"
 #include "frame/alloc.h"
 #include "frame/hour_back.h"
 #include "frame/log.h"
 #include "frame/state.h"
+#include "search/cover_index.h"
 #include "search/event_order.h"
 #include "search/scan.h"
 
@@ -19,6 +21,17 @@ constexpr int32_t kListInitial = 200;
 constexpr int32_t kListStep = 300;
 constexpr int32_t kMergedPerChannel = 84;
 constexpr int64_t kEventFloor = 100000; // the cap is max(this, 1440 per channel)
+
+// A list's capacity (buf_len) grows by 300 records at a time, as it is
+// logged. The block underneath is reserved to the next of 1024 records or
+// m * 2^k with m in 4..7 (at most a quarter more than the capacity), so
+// a long list is not copied to a new block at every step of 300.
+size_t reserved_records(int32_t capacity) {
+    const size_t n = size_t(capacity);
+    if (n <= 1024) return n;
+    const int shift = std::bit_width(n) - 3; // n >> shift is 4..7
+    return ((n + (size_t(1) << shift) - 1) >> shift) << shift;
+}
 
 int32_t initial_capacity(const RfsSearchParam &p) {
     if (p.search_type != 2) return kListInitial;
@@ -60,7 +73,7 @@ class Collector final : public ScanVisitor {
     Collector(uint32_t handle, const RfsSearchParam &p, int32_t *snapshot)
         : s_(g_search[handle]), handle_(uint8_t(handle)), merged_(p.search_type == 2),
           capacity_(initial_capacity(p)), limit_(int64_t(max_rec_chn) * 1440),
-          snapshot_(snapshot) {}
+          snapshot_(snapshot), covers_(max_rec_chn) {}
 
     void start_pass(uint8_t pass) { pass_ = pass; }
     void finish_pass();
@@ -69,6 +82,7 @@ class Collector final : public ScanVisitor {
 
   private:
     int make_room(int c);
+    int covered_by_first_pass(const ScanFile &f, PackedTime start, PackedTime end);
 
     SearchSession &s_;
     uint8_t handle_;
@@ -76,6 +90,7 @@ class Collector final : public ScanVisitor {
     int32_t capacity_;
     int64_t limit_;
     int32_t *snapshot_; // per list channel: records of the first pass
+    CoverIndexes covers_; // over those records, for the second pass
     uint8_t pass_ = 0;
     int64_t total_ = 0;
     int list_chn_ = 0; // of the file being visited
@@ -95,15 +110,18 @@ int Collector::make_room(int c) {
     int32_t &cap = s_.buf_len[c];
     int32_t len = s_.data_len[c];
     if (cap > len) return 0;
+    const int32_t wanted = cap == 0 ? capacity_ : cap + kListStep;
     // A list that cannot be had is an out-of-memory failure like a list that
     // cannot grow: there is nowhere to store the event.
-    void *grown = cap == 0 ? rfs_malloc(size_t(capacity_) * sizeof(RfsEvent))
-                           : rfs_realloc(s_.event_list[c], size_t(cap + kListStep) * sizeof(RfsEvent));
-    if (!grown) {
-        rfs_log("realloc event buf err\n");
-        return RFS_ERR_NO_MEMORY;
+    if (cap == 0 || reserved_records(wanted) > reserved_records(cap)) {
+        size_t bytes = reserved_records(wanted) * sizeof(RfsEvent);
+        void *grown = cap == 0 ? rfs_malloc(bytes) : rfs_realloc(s_.event_list[c], bytes);
+        if (!grown) {
+            rfs_log("realloc event buf err\n");
+            return RFS_ERR_NO_MEMORY;
+        }
+        s_.event_list[c] = static_cast<RfsEvent *>(grown);
     }
-    s_.event_list[c] = static_cast<RfsEvent *>(grown);
     if (cap == 0) {
         cap = capacity_;
         rfs_log("malloc:buf:%d, buf_len:%d, data_len:%d\n", c, cap, len);
@@ -114,12 +132,24 @@ int Collector::make_room(int c) {
     return 0;
 }
 
+// 1 when first-pass records of the event's channel span it, 0 when not, or
+// -12 when the index over them cannot be had (the scratch of this search).
+int Collector::covered_by_first_pass(const ScanFile &f, PackedTime start, PackedTime end) {
+    const CoverIndex *cover = covers_.of(list_chn_, s_.event_list[list_chn_], snapshot_[list_chn_]);
+    if (!cover) {
+        rfs_log("malloc index_file_info err\n");
+        return RFS_ERR_NO_MEMORY;
+    }
+    return cover->covered(start, end, index_file_info::chn(f.record)) ? 1 : 0;
+}
+
 int Collector::on_event(const ScanFile &f, int k, const uint8_t *e) {
     int c = list_chn_;
     PackedTime start = index_event_info::start_time(e), end = index_event_info::end_time(e);
-    uint16_t chn = index_file_info::chn(f.record);
-    if (pass_ == 1 && event_is_covered(start, end, s_.event_list[c], snapshot_[c], chn))
-        return kScanNext;
+    if (pass_ == 1) {
+        int covered = covered_by_first_pass(f, start, end);
+        if (covered != 0) return covered < 0 ? covered : kScanNext;
+    }
     if (total_ >= kEventFloor && total_ >= limit_) {
         rfs_log("event num oversize %d\n", int(limit_));
         return kScanLeaveFile;

@@ -1,4 +1,4 @@
-// Ordering of collected events and the coverage test of the second pass.
+// Ordering of collected events.
 #pragma once
 
 #include <cstdint>
@@ -15,10 +15,5 @@ int compare_events(const RfsEvent &a, const RfsEvent &b);
 
 // Sorts a list by compare_events and numbers each record's sequence.
 void sort_event_list(RfsEvent *list, int32_t n);
-
-// Whether a chain of overlapping records of channel chn among the first n of
-// a sorted list spans [s0, e0].
-bool event_is_covered(PackedTime s0, PackedTime e0, const RfsEvent *list, int32_t n,
-                      uint16_t chn);
 
 } // namespace rfs
