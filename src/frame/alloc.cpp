@@ -6,8 +6,10 @@ namespace rfs {
 
 namespace {
 long g_fail_countdown = -1;
+unsigned long long g_allocations = 0;
 
 bool injected_failure() {
+    ++g_allocations;
     if (g_fail_countdown < 0) return false;
     if (g_fail_countdown == 0) {
         g_fail_countdown = -1;
@@ -25,5 +27,9 @@ void *rfs_realloc(void *p, size_t size) {
 }
 
 void set_alloc_failure(long after) { g_fail_countdown = after; }
+
+void count_allocation() { ++g_allocations; }
+
+unsigned long long allocation_count() { return g_allocations; }
 
 } // namespace rfs

@@ -1,6 +1,6 @@
 // Allocation hook for the library's own tables and lists. Production code
 // calls straight through to malloc/realloc; tests can make the N-th request
-// fail to walk the out-of-memory paths.
+// fail to walk the out-of-memory paths, and benchmarks count the requests.
 #pragma once
 
 #include <cstddef>
@@ -13,5 +13,11 @@ void *rfs_realloc(void *p, size_t size);
 // Fail the request that comes `after` further successful ones (0 = the next
 // one); a negative value switches failures off.
 void set_alloc_failure(long after);
+
+// Heap requests so far: rfs_malloc, rfs_realloc and the scratch buffers
+// (which count here but are not failed on purpose). Benchmarks use it to
+// show that no search allocates per event.
+void count_allocation();
+unsigned long long allocation_count();
 
 } // namespace rfs

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "frame/alloc.h"
+
 namespace rfs {
 
 class MallocBuffer {
@@ -18,6 +20,7 @@ class MallocBuffer {
 
     bool allocate(size_t size, bool zeroed = false) {
         std::free(data_);
+        if (size) count_allocation();
         data_ = size ? static_cast<uint8_t *>(zeroed ? std::calloc(size, 1) : std::malloc(size))
                      : nullptr;
         size_ = data_ ? size : 0;
