@@ -115,7 +115,8 @@ TEST(Order, SortedListsAsTheRecordSortLeavesThem) {
                          [](const RfsEvent &a, const RfsEvent &b) { return compare_events(a, b) < 0; });
         for (size_t i = 0; i < expected.size(); ++i) expected[i].sequence = uint32_t(i);
         sort_event_list(list.data(), int32_t(list.size()));
-        ASSERT_EQ(std::memcmp(list.data(), expected.data(), list.size() * sizeof(RfsEvent)), 0)
+        ASSERT_TRUE(list.empty() ||
+                    std::memcmp(list.data(), expected.data(), list.size() * sizeof(RfsEvent)) == 0)
             << "round " << round;
     }
 }
