@@ -51,8 +51,7 @@ uint64_t type_of(int i, int c) {
     return types[(i + c) % 5];
 }
 
-Disk finish(rec::Recorder &r, const std::string &path, bool nas) {
-    r.finish();
+Disk describe(const rec::Recorder &r, const std::string &path, bool nas) {
     Disk d;
     d.path = path;
     d.nas = nas;
@@ -64,26 +63,48 @@ Disk finish(rec::Recorder &r, const std::string &path, bool nas) {
     return d;
 }
 
-Disk make_scale_disk(const Scale &s, bool nas) {
+rec::RecordOptions scale_options() {
+    rec::RecordOptions o;
+    o.fps = 1;
+    o.key_interval = 4;
+    return o;
+}
+
+std::unique_ptr<rec::Recorder> record_scale(const Scale &s, bool nas, const std::string &path) {
     rec::DiskShape shape;
     shape.nas = nas;
     shape.headers_only = true;
     shape.keep_truth = false;
     shape.labels = false;
     shape.files_per_partition = s.files;
-    std::string path = work_dir() + "/" + s.name + (nas ? "-nas" : ".img");
-    rec::Recorder r(shape, path);
-    rec::RecordOptions o;
-    o.fps = 1;
-    o.key_interval = 4;
+    auto r = std::make_unique<rec::Recorder>(shape, path);
     const int64_t spacing = 86400 / s.per_day;
     for (int d = 0; d < s.days; ++d)
         for (int i = 0; i < s.per_day; ++i)
             for (int c = 0; c < s.channels; ++c) {
                 rec::PackedTime start = rec::add_seconds(kStart, d * 86400 + i * spacing + c * 7);
-                r.record(c, start, rec::add_seconds(start, s.duration), type_of(i, c), o);
+                r->record(c, start, rec::add_seconds(start, s.duration), type_of(i, c), scale_options());
             }
-    return finish(r, path, nas);
+    return r;
+}
+
+Disk make_scale_disk(const Scale &s, bool nas) {
+    std::string path = work_dir() + "/" + s.name + (nas ? "-nas" : ".img");
+    auto r = record_scale(s, nas, path);
+    r->finish();
+    return describe(*r, path, nas);
+}
+
+Disk make_power_cut_disk(bool nas) {
+    const Scale &s = all_scales().front();
+    std::string path = work_dir() + "/cut" + (nas ? "-nas" : ".img");
+    auto r = record_scale(s, nas, path);
+    const rec::PackedTime at = rec::add_seconds(kStart, int64_t(s.days) * 86400);
+    for (int c = 0; c < s.channels; ++c)
+        r->record_interrupted(c, at, rec::add_seconds(at, 600), rec::kTimed, scale_options(),
+                              rec::Cut::KeyFramesWritten);
+    r->power_loss();
+    return describe(*r, path, nas);
 }
 
 SeekDisk make_seek_disk() {
@@ -109,7 +130,8 @@ SeekDisk make_seek_disk() {
     made.insert(made.end(), evs.begin(), evs.end());
     if (made.size() != 4) throw std::logic_error("seek disk: an event was split");
     for (const rec::EventTruth *e : made) out.events.push_back(*e);
-    out.disk = finish(r, path, false);
+    r.finish();
+    out.disk = describe(r, path, false);
     return out;
 }
 
@@ -126,7 +148,8 @@ SeekDisk make_media_disk() {
     if (evs.size() != 1) throw std::logic_error("media disk: the event was split");
     SeekDisk out;
     out.events.push_back(*evs[0]);
-    out.disk = finish(r, path, false);
+    r.finish();
+    out.disk = describe(r, path, false);
     return out;
 }
 
@@ -143,6 +166,15 @@ const Disk &scale_disk(const Scale &s, bool nas) {
     auto it = made.find(key);
     if (it == made.end()) it = made.emplace(key, make_scale_disk(s, nas)).first;
     return it->second;
+}
+
+const Disk &power_cut_disk(bool nas) {
+    if (nas) {
+        static const Disk disk = make_power_cut_disk(true);
+        return disk;
+    }
+    static const Disk disk = make_power_cut_disk(false);
+    return disk;
 }
 
 const SeekDisk &seek_disk() {

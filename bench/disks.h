@@ -42,6 +42,11 @@ struct Disk {
 // The scale's disk of the given kind, made on first use.
 const Disk &scale_disk(const Scale &s, bool nas);
 
+// The smallest scale's recording, ended by a power cut: every channel's last
+// event was being written (its key frames on the disk), so the partition is
+// repaired when it is mounted.
+const Disk &power_cut_disk(bool nas);
+
 // One channel with three events of 100, 1,000 and 10,000 key frames (a key
 // frame a second, all 'I'), then one of 2,000 key frames where every key
 // frame follows its own reference frame in the same 4 KiB block.

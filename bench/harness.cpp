@@ -23,7 +23,7 @@ double thread_cpu_ns() {
 // The replay of one operation's storage calls, as many times as the
 // operation ran, on the same clock as the library (this thread's CPU time).
 double floor_ns_per_op(const Trace &trace, int64_t runs) {
-    Replay replay(trace);
+    Replay replay(trace, work_dir() + "/replay-writes");
     if (replay.empty()) return 0;
     replay.run(); // warm, as the library was
     double t0 = thread_cpu_ns();
@@ -38,7 +38,17 @@ void measure(benchmark::State &st, const Entry &e) {
     op.run();
     allocs = library_allocations() - allocs;
     Trace trace = stop_trace();
-    for (auto _ : st) op.run();
+    if (op.reset) {
+        op.reset();
+        for (auto _ : st) {
+            op.run();
+            st.PauseTiming();
+            op.reset();
+            st.ResumeTiming();
+        }
+    } else {
+        for (auto _ : st) op.run();
+    }
     op.done();
     st.counters["floor_ns"] = floor_ns_per_op(trace, int64_t(st.iterations()));
     st.counters["calls"] = double(trace.calls.size());
@@ -60,6 +70,7 @@ std::vector<Mounted> g_mounted;
 
 std::vector<Entry> all_entries(const Options &opt) {
     std::vector<Entry> out;
+    add_mount_entries(out, opt);
     add_search_entries(out, opt);
     add_playback_entries(out, opt);
     add_reference_entries(out, opt);

@@ -18,6 +18,9 @@ namespace bench {
 struct Op {
     std::function<void()> run; // one timed operation; the same storage calls every time
     double items = 1;          // calls of the measured export per operation
+    // Untimed, after each run, when given: puts back what the run changed on
+    // the disk.
+    std::function<void()> reset;
     std::function<void()> done = [] {};
     // Figures of the operation itself, fixed at set-up (reads per seek, ...).
     std::map<std::string, double> counters;
@@ -37,6 +40,7 @@ struct Options {
 // Every measurement, in the order they run.
 std::vector<Entry> all_entries(const Options &opt);
 // Groups of entries, one per file.
+void add_mount_entries(std::vector<Entry> &out, const Options &opt);
 void add_search_entries(std::vector<Entry> &out, const Options &opt);
 void add_playback_entries(std::vector<Entry> &out, const Options &opt);
 void add_reference_entries(std::vector<Entry> &out, const Options &opt);

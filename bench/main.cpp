@@ -15,6 +15,7 @@
 #include <sstream>
 
 #include "harness.h"
+#include "posix_storage.h"
 #include "table.h"
 #include "trace.h"
 
@@ -105,7 +106,7 @@ int main(int argc, char **argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
 
     FILE *out = table_output();
-    install_traced_storage();
+    install_traced_storage(rfs_host::posix_ops());
     if (rfs_init(kChannels, 1) != 0) return 1;
     register_entries(all_entries(opt), opt);
     TableReporter reporter;

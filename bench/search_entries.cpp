@@ -1,4 +1,4 @@
-// Mount, event searches, navigation and rfs_event_seek on the scale disks.
+// Event searches, navigation and rfs_event_seek on the scale disks.
 #include <malloc.h>
 
 #include <algorithm>
@@ -41,20 +41,6 @@ Entry search_entry(const std::string &name, const std::string &label, std::vecto
                 op.counters["listed"] = double(listed);
                 op.counters["list_bytes_per_event"] = list_overhead_per_event(h, listed);
                 rfs_find_stop(uint32_t(h));
-                return op;
-            }};
-}
-
-Entry mount_entry(const std::string &label, std::function<const Disk &()> made) {
-    return {"mount (clean)", label, [made] {
-                unmount_all();
-                const Disk &disk = made();
-                rfs_set_nas_mode(disk.nas ? 1 : 0);
-                Op op;
-                op.run = [alias = alias_of(disk)] {
-                    check(rfs_add_disk(0, alias.c_str(), 0, 0, nullptr) == 0, "mount");
-                    rfs_remove_disk(0);
-                };
                 return op;
             }};
 }
@@ -110,8 +96,6 @@ void add_search_entries(std::vector<Entry> &out, const Options &opt) {
         auto nas_disk = [s]() -> const Disk & { return scale_disk(*s, true); };
         const Mount raw{raw_disk}, nas{nas_disk}, second{raw_disk, true};
         const std::string name = s->name;
-        out.push_back(mount_entry(name + " raw", raw_disk));
-        out.push_back(mount_entry(name + " nas", nas_disk));
         const int mid = s->days / 2, last = s->days - 1;
         struct Kind { std::string label; std::vector<Mount> mounts; };
         const Kind kinds[] = {
