@@ -13,7 +13,7 @@ namespace {
 constexpr int kDays = 16;
 
 struct DayHours {
-    uint32_t day = 0;   // packed year, month and day; 0: unused
+    uint32_t day = 0;   // day_key of the date; 0: unused
     uint32_t known = 0; // bit h: hour h was looked at
     uint32_t plain = 0; // bit h: hour h is plain (see hour_is_plain)
 };
@@ -21,23 +21,17 @@ struct DayHours {
 DayHours g_days[kDays];
 int g_next_day = 0;
 
-int days_in_month(int year, int month) {
-    static const int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-    return month == 2 && leap ? 29 : days[month - 1];
-}
-
-// Fields the calendar conversion takes as they are, without carrying any of
-// them into the next minute, hour, day or month; an hour from 1 on, so the
-// hour before lies on the same day.
+// Minute and second carry nothing into the hour, and the hour names a bit of
+// DayHours. Any other field the conversion would carry (a day 31 in April)
+// makes the hour's ends come out as other fields, so it is not plain.
 bool fields_in_range(const RfsDateTime &t) {
-    return t.year <= 99 && t.month >= 1 && t.month <= 12 && t.day >= 1 &&
-           t.day <= days_in_month(2000 + t.year, t.month) && t.hour >= 1 && t.hour <= 23 &&
-           t.minute <= 59 && t.second <= 59;
+    return t.hour <= 23 && t.minute <= 59 && t.second <= 59;
 }
 
+// One key per date as given, whatever its fields (the all-zero one matches an
+// unused entry, which is then simply filled).
 uint32_t day_key(const RfsDateTime &t) {
-    return uint32_t(t.year) << 9 | uint32_t(t.month) << 5 | uint32_t(t.day);
+    return uint32_t(t.year) << 16 | uint32_t(t.month) << 8 | uint32_t(t.day);
 }
 
 DayHours &day_of(const RfsDateTime &t) {
@@ -67,7 +61,9 @@ bool same_fields(const RfsDateTime &a, const RfsDateTime &b) {
 // gives plainly the same minute and second of the hour before: the hour's
 // 3600 seconds convert to 3600 consecutive seconds, and the 3600 seconds one
 // hour earlier are local times hh-1:00:00 .. hh-1:59:59 of the same day.
-// (Between the ends no clock change can hide: one would shift an end.)
+// (Between the ends no clock change can hide: one would shift an end.) The
+// conversion reads the fields as standard time, so the first condition only
+// fails where a zone's standard offset itself changes inside the hour.
 bool hour_is_plain(const RfsDateTime &t) {
     const int h = t.hour;
     int64_t first = local_datetime_to_time(at(t, h, 0, 0));

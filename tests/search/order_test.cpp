@@ -48,7 +48,9 @@ RfsEvent event(PackedTime start, PackedTime end, uint16_t chn, uint16_t id) {
 const uint16_t kChannels[] = {0, 1, 7, 65535};
 
 // Kind 0: recordings in time order, overlapping now and then; kind 1: a few
-// distinct times, zero among them; kind 2: any 32-bit times.
+// distinct times, zero among them; kind 2: any 32-bit times; kind 3: starts
+// each in order after the one before by the wrapping difference, all around
+// the 32-bit circle.
 std::vector<RfsEvent> make_list(std::mt19937 &rng, int kind, int n) {
     std::vector<RfsEvent> list;
     PackedTime at = 0x68000000;
@@ -62,9 +64,13 @@ std::vector<RfsEvent> make_list(std::mt19937 &rng, int kind, int n) {
         } else if (kind == 1) {
             s = (rng() % 6) * 10;
             e = s + (rng() % 3) * 10;
-        } else {
+        } else if (kind == 2) {
             s = PackedTime(rng());
             e = rng() % 4 ? s + rng() % 1000 : PackedTime(rng());
+        } else {
+            at += PackedTime(rng() % 0x30000000);
+            s = at;
+            e = s + rng() % 1000;
         }
         list.push_back(event(s, e, chn, uint16_t(i)));
     }
@@ -104,8 +110,8 @@ TEST(Order, CoverageIndexAnswersAsTheWalk) {
 TEST(Order, SortedListsAsTheRecordSortLeavesThem) {
     std::mt19937 rng(11);
     for (int round = 0; round < 300; ++round) {
-        std::vector<RfsEvent> list = make_list(rng, round % 3, int(rng() % 400));
-        if (round % 6 == 3) { // already in order
+        std::vector<RfsEvent> list = make_list(rng, round % 4, int(rng() % 400));
+        if (round % 8 == 1) { // already in order
             std::stable_sort(list.begin(), list.end(), [](const RfsEvent &a, const RfsEvent &b) {
                 return event_start(a) < event_start(b) || (event_start(a) == event_start(b) && a.chn < b.chn);
             });
