@@ -27,7 +27,9 @@ const char kUsage[] =
     "Reads the motion records the recorder stored with one channel's recordings\n"
     "of one day and shows the segments of time in which motion touched the\n"
     "chosen cells, then a heat map: for each cell of the picture, how many\n"
-    "seconds of the day saw motion in it.\n"
+    "seconds of the day saw motion in it. The map costs a read of the day's\n"
+    "motion records per cell; on a day with much motion it is drawn in blocks\n"
+    "of cells (2 x 2 up to 24 x 24) to keep its reads within 256 MiB.\n"
     "\n"
     "The picture is a grid of 24 x 24 cells, row 0 at the top; cell (row, col)\n"
     "is bit c %% 8 of byte c / 8 of the stored 72-byte motion bitmap, with\n"
@@ -42,7 +44,7 @@ const char kUsage[] =
     "  --gap SECONDS    records at most this far apart form one segment (default 5)\n"
     "  --all            also the events the recorder flagged to leave out of searches\n"
     "  --json           one JSON document on stdout: {\"segments\": [...],\n"
-    "                   \"heat_map\": {...}, \"problems\": [...]}\n"
+    "                   \"heat_map\": {\"block\", \"seconds\": [[row 0], ...]}, \"problems\": [...]}\n"
     "  --strict         exit 1 when anything could not be read or was left out\n"
     "  --index-copy K   read every partition as its index copy K (0..3) holds it, in memory\n"
     "  --write          let the library's repairs reach the disk\n"
@@ -99,12 +101,12 @@ uint64_t total_seconds(const std::vector<MotionSegment> &segments) {
 
 int busiest(const HeatMap &map) {
     int most = 0;
-    for (const auto &row : map) most = std::max(most, *std::max_element(row.begin(), row.end()));
+    for (const auto &row : map.seconds) most = std::max(most, *std::max_element(row.begin(), row.end()));
     return most;
 }
 
-// '.' no motion, 1..9 the cell's share of the busiest cell in ninths
-// (rounded up, so any motion shows), blank outside the mask.
+// '.' no motion, 1..9 the mark's share of the busiest in ninths (rounded
+// up, so any motion shows), blank outside the mask.
 char heat_char(int seconds, int most) {
     if (seconds < 0) return ' ';
     if (seconds == 0) return '.';
@@ -112,15 +114,20 @@ char heat_char(int seconds, int most) {
 }
 
 void show_heat_map(const HeatMap &map) {
-    int most = busiest(map);
-    print_out("\nheat map: seconds with motion per cell, row 0 at the top ('.' none, 1-9 ninths of\n"
-              "the busiest cell: %d s; blank: outside --cells)\n\n", most);
-    print_out("        0         1         2   \n        ");
-    for (int c = 0; c < kGridCols; ++c) print_out("%d", c % 10);
-    print_out("\n");
-    for (int r = 0; r < kGridRows; ++r) {
+    const int most = busiest(map), side = int(map.seconds.size());
+    std::string unit = map.block == 1 ? "cell" : "block of " + std::to_string(map.block) + " x " +
+                                                     std::to_string(map.block) + " cells";
+    print_out("\nheat map: seconds with motion per %s, row 0 at the top ('.' none, 1-9 ninths\n"
+              "of the busiest: %d s; blank: outside --cells)\n", unit.c_str(), most);
+    if (map.block > 1)
+        print_out("(a finer map would read more than %" PRIu64 " MiB of motion records)\n",
+                  MotionDay::kHeatMapReadBudget >> 20);
+    std::string tens, ones;
+    for (int c = 0; c < side; ++c) tens += c % 10 ? ' ' : char('0' + c / 10), ones += char('0' + c % 10);
+    print_out("\n        %s\n        %s\n", tens.c_str(), ones.c_str());
+    for (int r = 0; r < side; ++r) {
         std::string line;
-        for (int c = 0; c < kGridCols; ++c) line += heat_char(map[size_t(r)][size_t(c)], most);
+        for (int seconds : map.seconds[size_t(r)]) line += heat_char(seconds, most);
         print_out("    %2d  %s\n", r, line.c_str());
     }
 }
@@ -152,8 +159,8 @@ void write_json(const MotionRequest &r, const std::vector<MotionSegment> &segmen
             .field("seconds", s.seconds)
             .end_object();
     w.end_array().field("total_seconds", total_seconds(segments));
-    w.key("heat_map").begin_object().field("rows", kGridRows).field("columns", kGridCols).key("seconds").begin_array();
-    for (const auto &row : map) {
+    w.key("heat_map").begin_object().field("block", map.block).key("seconds").begin_array();
+    for (const auto &row : map.seconds) {
         w.begin_array();
         for (int seconds : row) seconds < 0 ? w.null() : w.value(seconds);
         w.end_array();

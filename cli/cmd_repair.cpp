@@ -126,12 +126,13 @@ bool write_repairs(const Report &shown, bool verbose, std::vector<Written> &writ
     bool whole = true;
     for (int id = 0; id < int(shown.paths.size()); ++id) {
         const DiskRepair &r = shown.repairs[size_t(id)];
-        if (r.bytes == 0) continue;
+        // A repair that fails may fail before it writes anything: checked first.
         if (repair_failed(r)) {
             problems().add("repair", disk_text(shown, id) + " is not written: its repair fails in memory");
             whole = false;
             continue;
         }
+        if (r.bytes == 0) continue;
         ids.push_back(id);
         paths.push_back(shown.paths[size_t(id)]);
     }

@@ -79,22 +79,61 @@ int MotionDay::seconds(const CellMask &mask) const {
     return n;
 }
 
-// A read per cell of the mask, but only in the rows where the whole row saw
-// motion: a day costs at most 24 reads more than one per cell.
+// The bytes of motion records one read of the day goes through: each
+// event's stored range, of which the library reads no more than a data
+// file's motion area holds.
+uint64_t MotionDay::motion_bytes() const {
+    constexpr uint64_t kLargestMotionArea = 0x800000 - 0x1000;
+    uint64_t total = 0;
+    for (const RfsEvent &ev : search_.events(chn_))
+        if (ev.stored_word56 > ev.stored_word28)
+            total += std::min<uint64_t>(ev.stored_word56 - ev.stored_word28, kLargestMotionArea);
+    return total;
+}
+
+namespace {
+
+// The cells of the mask in rows [r0, r0 + rows) and columns [c0, c0 + cols).
+CellMask within(const CellMask &mask, int r0, int rows, int c0, int cols) {
+    CellMask part{};
+    for (int r = r0; r < r0 + rows; ++r)
+        for (int c = c0; c < c0 + cols; ++c)
+            if (has_cell(mask, r, c)) set_cell(part, r, c);
+    return part;
+}
+
+// The reads of a map of blocks of `block` cells a side: one per row of
+// blocks that holds cells of the mask (a row without motion spares its
+// blocks), and one per block that holds some.
+uint64_t heat_map_reads(const CellMask &mask, int block) {
+    uint64_t reads = 0;
+    for (int r = 0; r < kGridRows; r += block) {
+        CellMask row = within(mask, r, block, 0, kGridCols);
+        reads += cell_count(row) != 0;
+        for (int c = 0; c < kGridCols; c += block) reads += cell_count(within(row, r, block, c, block)) != 0;
+    }
+    return reads;
+}
+
+int block_side(const CellMask &mask, uint64_t motion_bytes) {
+    for (int block : {1, 2, 3, 4, 6, 8, 12})
+        if (heat_map_reads(mask, block) * motion_bytes <= MotionDay::kHeatMapReadBudget) return block;
+    return 24;
+}
+
+} // namespace
+
 HeatMap MotionDay::heat_map(const CellMask &mask) const {
     HeatMap map;
-    for (int r = 0; r < kGridRows; ++r) {
-        CellMask row{};
-        for (int c = 0; c < kGridCols; ++c) {
-            map[size_t(r)][size_t(c)] = has_cell(mask, r, c) ? 0 : -1;
-            if (has_cell(mask, r, c)) set_cell(row, r, c);
-        }
-        if (cell_count(row) == 0 || seconds(row) == 0) continue;
-        for (int c = 0; c < kGridCols; ++c) {
-            if (!has_cell(mask, r, c)) continue;
-            CellMask one{};
-            set_cell(one, r, c);
-            map[size_t(r)][size_t(c)] = seconds(one);
+    map.block = block_side(mask, motion_bytes());
+    const int b = map.block, side = kGridRows / b;
+    map.seconds.assign(size_t(side), std::vector<int>(size_t(side), -1));
+    for (int r = 0; r < side; ++r) {
+        CellMask row = within(mask, r * b, b, 0, kGridCols);
+        bool moved = cell_count(row) != 0 && seconds(row) != 0;
+        for (int c = 0; c < side; ++c) {
+            CellMask cells = within(row, r * b, b, c * b, b);
+            if (cell_count(cells) != 0) map.seconds[size_t(r)][size_t(c)] = moved ? seconds(cells) : 0;
         }
     }
     return map;

@@ -3,7 +3,6 @@
 // motion in the cells of a mask, and how many seconds each cell saw motion.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -20,8 +19,12 @@ struct MotionSegment {
     uint32_t seconds = 0;
 };
 
-// Seconds with motion per cell; -1 for a cell outside the mask.
-using HeatMap = std::array<std::array<int, kGridCols>, kGridRows>;
+// Seconds with motion per block of block x block cells (a block side of 1:
+// per cell); -1 for a block with no cell in the mask.
+struct HeatMap {
+    int block = 1;
+    std::vector<std::vector<int>> seconds; // kGridRows / block rows of kGridCols / block
+};
 
 class MotionDay {
   public:
@@ -35,11 +38,16 @@ class MotionDay {
     // the day, in the order of the channel's events. An event whose motion
     // records cannot be read is said in problems(). Throws ToolError.
     std::vector<MotionSegment> segments(const CellMask &mask, int gap) const;
+    // Every mark costs a read of the day's motion records, so the blocks are
+    // the smallest whose reads stay within kHeatMapReadBudget bytes.
     HeatMap heat_map(const CellMask &mask) const;
+
+    static constexpr uint64_t kHeatMapReadBudget = 256ull << 20;
 
   private:
     std::vector<MoareaSegment> read(const CellMask &mask, int gap) const;
     int seconds(const CellMask &mask) const;
+    uint64_t motion_bytes() const;
     bool in_day(const RfsDateTime &start, const RfsDateTime &end) const;
 
     const EventSearch &search_;

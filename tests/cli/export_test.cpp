@@ -59,6 +59,11 @@ TEST_P(CliDiskTest, ExportWritesTheStoredStream) {
                                                    << c.expected.size();
         EXPECT_NE(r.out.find(std::to_string(c.expected.size()) + " bytes"), std::string::npos) << r.out;
     }
+    // The lookup's key frame may lie past --to: said, and not whole with --strict.
+    RunResult past = run_rfs({"export", disk_, "--channel", "0", "--from", "2026-03-01 08:00:01", "--to",
+                              "2026-03-01 08:00:01", "--first-keyframe", "--strict", "-o", "-"});
+    EXPECT_EQ(past.code, 1);
+    EXPECT_NE(past.err.find("stored at 2026-03-01 08:00:02, after --to"), std::string::npos) << past.err;
     // The summary names the first frame written beside the time asked for.
     RunResult r = run_rfs({"export", disk_, "--channel", "1", "--at", "2026-03-01 09:00:31", "-o", "-"});
     EXPECT_NE(r.err.find("asked at 2026-03-01 09:00:31; first frame written 2026-03-01 09:00:28"), std::string::npos)

@@ -71,10 +71,12 @@ TEST_P(CliDiskTest, LsListsWhatTheFiltersSelect) {
 
 TEST_P(CliDiskTest, InfoShowsTheDisksAndTheirRecordingRange) {
     // A second disk: a later recording on channel 7, and one on channel 9 the
-    // recorder flagged to leave out, which no channel list counts.
+    // recorder flagged to leave out, which no channel list counts; raw, an
+    // empty partition after them, which does not end the time range.
     rec::DiskShape shape;
     shape.files_per_partition = 4;
     shape.nas = nas();
+    shape.partitions = nas() ? 1 : 2;
     std::string second = dir_.file(nas() ? "nas2" : "disk2.img");
     {
         rec::Recorder r(shape, second);

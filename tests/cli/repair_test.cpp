@@ -60,6 +60,7 @@ class CliRepairTest : public ::testing::TestWithParam<bool> {
         rec::Recorder cut(shape, disk_);
         live_until_the_cut(cut);
         cut.power_loss();
+        first_data_file_ = cut.geometry().data_file_base(0, 1);
         rec::Recorder model(shape, model_);
         live_until_the_cut(model);
         model.power_loss_repaired();
@@ -76,6 +77,7 @@ class CliRepairTest : public ::testing::TestWithParam<bool> {
     TempDir dir_;
     std::string disk_, model_;
     std::vector<Step> expected_;
+    uint64_t first_data_file_ = 0; // raw: where the data files begin
 };
 
 } // namespace
@@ -135,6 +137,22 @@ TEST_P(CliRepairTest, LsAndInfoSayTheyShowTheRepairedView) {
     EXPECT_EQ(info.code, 1) << info.err;
     EXPECT_NE(info.out.find("  ok     repaired"), std::string::npos) << info.out;
     EXPECT_NE(info.err.find("the mount repaired it in memory"), std::string::npos) << info.err;
+}
+
+TEST_P(CliRepairTest, AFailingRepairIsShownAndNotWritten) {
+    // The data files of the open events cannot be read.
+    if (GetParam())
+        fs::remove(disk_ + "/file0");
+    else
+        fs::resize_file(disk_, first_data_file_);
+    const std::string before = disk_digest(disk_);
+    RunResult r = run_rfs({"repair", disk_, "--write", "--json"});
+    EXPECT_EQ(r.code, 1) << r.err;
+    EXPECT_EQ(disk_digest(disk_), before);
+    Value doc = Value::parse(r.out);
+    EXPECT_TRUE(doc.at("disks")[0].at("partitions")[0].at("failed").boolean());
+    EXPECT_TRUE(doc.at("written").items().empty());
+    EXPECT_NE(r.err.find("is not written: its repair fails in memory"), std::string::npos) << r.err;
 }
 
 INSTANTIATE_TEST_SUITE_P(RawAndNas, CliRepairTest, ::testing::Bool(),
