@@ -32,7 +32,7 @@ const char kUsage[] =
     "of cells (2 x 2 up to 24 x 24) to keep its reads within 256 MiB.\n"
     "\n"
     "The picture is a grid of 24 x 24 cells, row 0 at the top; cell (row, col)\n"
-    "is bit c %% 8 of byte c / 8 of the stored 72-byte motion bitmap, with\n"
+    "is bit c % 8 of byte c / 8 of the stored 72-byte motion bitmap, with\n"
     "c = row * 24 + col.\n"
     "\n"
     "  --channel N      the channel\n"
@@ -43,7 +43,7 @@ const char kUsage[] =
     "                     0x<144 hex digits>  the 72 bytes as stored, byte 0 first\n"
     "  --gap SECONDS    records at most this far apart form one segment (default 5)\n"
     "  --all            also the events the recorder flagged to leave out of searches\n"
-    "  --json           one JSON document on stdout: {\"segments\": [...],\n"
+    "  --json           one JSON document on stdout: {\"recordings\", \"segments\": [...],\n"
     "                   \"heat_map\": {\"block\", \"seconds\": [[row 0], ...]}, \"problems\": [...]}\n"
     "  --strict         exit 1 when anything could not be read or was left out\n"
     "  --index-copy K   read every partition as its index copy K (0..3) holds it, in memory\n"
@@ -132,26 +132,37 @@ void show_heat_map(const HeatMap &map) {
     }
 }
 
-void show_text(const MotionRequest &r, const std::vector<MotionSegment> &segments, const HeatMap &map) {
-    print_out("motion on channel %d, %s, in %d of %d cells, records up to %d s apart joined\n", r.chn,
-              time_text(r.from).substr(0, 10).c_str(), cell_count(r.cells), kGridRows * kGridCols, r.gap);
+// What the day's motion came to, from how many recordings of the channel.
+struct MotionReport {
+    size_t recordings = 0;
+    std::vector<MotionSegment> segments;
+    HeatMap map;
+};
+
+void show_text(const MotionRequest &r, const MotionReport &m) {
+    print_out("motion on channel %d, %s, from %zu recording%s, in %d of %d cells, records up to %d s apart joined\n",
+              r.chn, time_text(r.from).substr(0, 10).c_str(), m.recordings, m.recordings == 1 ? "" : "s",
+              cell_count(r.cells), kGridRows * kGridCols, r.gap);
     print_out("  %-19s  %-19s  %7s\n", "start", "end", "seconds");
-    for (const MotionSegment &s : segments)
+    for (const MotionSegment &s : m.segments)
         print_out("  %s  %s  %7" PRIu32 "\n", time_text(s.start).c_str(), time_text(s.end).c_str(), s.seconds);
-    print_out("%zu segment%s, %" PRIu64 " s of motion\n", segments.size(), segments.size() == 1 ? "" : "s",
-              total_seconds(segments));
-    show_heat_map(map);
+    print_out("%zu segment%s, %" PRIu64 " s of motion\n", m.segments.size(), m.segments.size() == 1 ? "" : "s",
+              total_seconds(m.segments));
+    show_heat_map(m.map);
 }
 
-void write_json(const MotionRequest &r, const std::vector<MotionSegment> &segments, const HeatMap &map) {
+void write_json(const MotionRequest &r, const MotionReport &m) {
     rfs_json::Writer w = stdout_json();
     w.begin_object()
         .field("channel", r.chn)
         .field("day", time_text(r.from).substr(0, 10))
+        .field("recordings", m.recordings)
         .field("cells", mask_hex(r.cells))
         .field("gap", r.gap)
         .key("segments")
         .begin_array();
+    const std::vector<MotionSegment> &segments = m.segments;
+    const HeatMap &map = m.map;
     for (const MotionSegment &s : segments)
         w.begin_object()
             .field("start", time_text(s.start))
@@ -181,12 +192,11 @@ int run_motion(const std::vector<std::string> &words) {
     count_skipped(r);
     EventSearch search({{r.chn}, r.from, r.to, ~0ull, r.all});
     MotionDay day(search, r.chn, r.from, r.to);
-    std::vector<MotionSegment> segments = day.segments(r.cells, r.gap);
-    HeatMap map = day.heat_map(r.cells);
+    MotionReport report{search.events(r.chn).size(), day.segments(r.cells, r.gap), day.heat_map(r.cells)};
     if (args.has("--json"))
-        write_json(r, segments, map);
+        write_json(r, report);
     else
-        show_text(r, segments, map);
+        show_text(r, report);
     return 0;
 }
 

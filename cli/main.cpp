@@ -18,12 +18,12 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"info", cli::run_info, "format, size, partitions and time ranges of disks"},
+    {"info", cli::run_info, "format, size, partitions, time range, channels and repairs of disks"},
     {"ls", cli::run_ls, "list recorded events by channel, time and type"},
     {"export", cli::run_export, "write one channel's stored stream to a file"},
     {"repair", cli::run_repair, "show what mounting repairs on a disk that lost power (--write makes it)"},
     {"motion", cli::run_motion, "motion segments and a heat map of one channel's day"},
-    {"demo", cli::run_demo, "make an example disk and play it back, checking every byte"},
+    {"demo", cli::run_demo, "make example disks, play and repair them, checking every byte"},
     {"mkdisk", cli::run_mkdisk, "write a disk from a recorder scenario (JSON)"},
 };
 

@@ -44,6 +44,11 @@ TEST(CliArgs, BadCommandLinesFailWithAMessage) {
         {{"info", other}, 1, "not an rfs disk: its disk parameter block (272 bytes at byte 128) cannot be read"},
         {{"info", dir.file("folder")}, 1, "folder: cannot open index0: No such file or directory"},
         {{"export", disk, "--channel", "0", "--at", at, "-o", dir.file("x.bin")}, 1, "no recording on channel 0"},
+        {{"export", disk, "--channel", "0", "--at", at, "--first-keyframe", "-o", "x"}, 2, "--first-keyframe takes"},
+        {{"motion", disk, "--channel", "0"}, 2, "option '--day' is required"},
+        {{"motion", disk, "--channel", "0", "--day", "2026-03-01 10:00:00"}, 2, "bad day"},
+        {{"motion", disk, "--channel", "0", "--day", "2026-03-01", "--gap", "-1"}, 2, "bad gap '-1'"},
+        {{"repair", disk, "--index-copy", "1"}, 2, "unknown option '--index-copy'"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.args));
@@ -54,7 +59,7 @@ TEST(CliArgs, BadCommandLinesFailWithAMessage) {
 }
 
 TEST(CliArgs, EveryCommandHasHelp) {
-    for (const char *command : {"info", "ls", "export", "demo", "mkdisk"}) {
+    for (const char *command : {"info", "ls", "export", "demo", "mkdisk", "repair", "motion"}) {
         RunResult r = run_rfs({command, "--help"});
         EXPECT_EQ(r.code, 0) << command;
         EXPECT_EQ(r.out.rfind(std::string("usage: rfs ") + command, 0), 0u) << r.out;

@@ -104,16 +104,20 @@ class CliMotionTest : public ::testing::TestWithParam<bool> {
     }
     // Seconds of the day with motion in each block's cells of the mask.
     Heat heat(int chn, const Mask &mask, int side) const {
-        Heat map(size_t(24 / side), std::vector<int>(size_t(24 / side), -1));
-        for (int r = 0; r < 24 / side; ++r)
-            for (int c = 0; c < 24 / side; ++c) {
-                Mask block = block_of(mask, side, r, c);
-                if (block == Mask{}) continue;
-                int &n = map[size_t(r)][size_t(c)] = 0;
-                each_record(chn, [&](const rec::EventTruth &, rec::PackedTime t) {
-                    n += t >= day_start_ && t <= day_end_ && touches(rec::motion_cells(chn, t), block);
-                });
-            }
+        const size_t n = size_t(24 / side);
+        Heat map(n, std::vector<int>(n, -1));
+        auto in = [&](const Mask &m, int c) { return m[size_t(c / 8)] >> (c % 8) & 1; };
+        for (int c = 0; c < 576; ++c)
+            if (in(mask, c)) map[size_t(c / 24 / side)][size_t(c % 24 / side)] = 0;
+        each_record(chn, [&](const rec::EventTruth &, rec::PackedTime t) {
+            if (t < day_start_ || t > day_end_) return;
+            Heat hit(n, std::vector<int>(n, 0));
+            Mask cells = rec::motion_cells(chn, t);
+            for (int c = 0; c < 576; ++c)
+                if (in(cells, c) && in(mask, c)) hit[size_t(c / 24 / side)][size_t(c % 24 / side)] = 1;
+            for (size_t r = 0; r < n; ++r)
+                for (size_t k = 0; k < n; ++k) map[r][k] += hit[r][k];
+        });
         return map;
     }
 
@@ -163,6 +167,10 @@ TEST_P(CliMotionTest, SegmentsAndHeatMapFollowTheRecordsAndTheMask) {
         for (const Value &s : doc.at("segments").items())
             got.push_back({s.at("start").str(), s.at("end").str(), s.at("seconds").get<int>()});
         EXPECT_EQ(got, segments(c.chn, c.mask, c.gap));
+        size_t recordings = 0;
+        for (const rec::EventTruth &ev : rec_->events())
+            recordings += ev.chn == c.chn && ev.start <= day_end_ && ev.end >= day_start_;
+        EXPECT_EQ(doc.at("recordings").get<size_t>(), recordings);
         ASSERT_EQ(doc.at("heat_map").at("block").get<int>(), c.block);
         Heat map;
         for (const Value &row : doc.at("heat_map").at("seconds").items()) {
