@@ -80,18 +80,15 @@ const char *repair_column(const PartitionView &p, const DiskRepair &repair) {
 }
 
 std::string repairs_text(const MountedDisks &disks) {
-    std::string text;
-    for (int id = 0; id < disks.count(); ++id) {
-        const DiskRepair &r = disks.repair(id);
-        for (const PartitionRepair &p : r.partitions)
-            text += "\n              disk " + std::to_string(id) + " partition " + std::to_string(p.partition) + ": " +
-                    repair_counts(p);
-    }
+    std::string steps;
+    for (int id = 0; id < disks.count(); ++id)
+        for (const PartitionRepair &p : disks.repair(id).partitions)
+            steps += "\n              disk " + std::to_string(id) + " partition " + std::to_string(p.partition) + ": " +
+                     repair_counts(p);
     uint64_t bytes = disks.repaired_bytes();
-    if (bytes == 0) return "none: the library changed nothing at mount";
-    text = std::to_string(bytes) + " bytes changed by the library at mount" +
-           (disks.write() ? ", written to the disk" : ", kept in memory (--write stores them)") + text;
-    return text;
+    if (bytes == 0) return (steps.empty() ? "none: " : "") + std::string("the library changed nothing at mount") + steps;
+    return std::to_string(bytes) + " bytes changed by the library at mount" +
+           (disks.write() ? ", written to the disk" : ", kept in memory (--write stores them)") + steps;
 }
 
 void show_partitions(const DiskView &view, const DiskRepair &repair) {
