@@ -105,7 +105,7 @@ LibraryLines::~LibraryLines() { library_log().watch = outer_; }
 void LibraryLines::add(const std::string &line) {
     if (outer_) outer_->add(line);
     if (lines_.size() >= kMaxLines) return;
-    size_t at = line.rfind("] ", 32);
+    size_t at = line.find("] "); // after the time prefix "[YYYY-MM-DD HH:MM:SS] "
     std::string text = line.substr(line[0] == '[' && at != std::string::npos ? at + 2 : 0);
     while (!text.empty() && text.back() == '\n') text.pop_back();
     lines_.push_back(text);
