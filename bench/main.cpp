@@ -17,6 +17,7 @@
 #include "harness.h"
 #include "posix_storage.h"
 #include "table.h"
+#include "tool_memory.h"
 #include "trace.h"
 
 namespace {
@@ -113,9 +114,13 @@ int main(int argc, char **argv) {
     benchmark::RunSpecifiedBenchmarks(&reporter);
     unmount_all();
     rfs_exit();
+    std::vector<ToolMemory> memory = measure_tool_memory(opt.scales);
 
     std::string machine = machine_description();
     print_table(out, reporter.rows, machine);
-    if (!json.empty()) write_json(reporter.rows, machine, json);
-    return reporter.failed ? 1 : 0;
+    print_memory_table(out, memory);
+    if (!json.empty()) write_json(reporter.rows, memory, machine, json);
+    bool tool_failed = false;
+    for (const ToolMemory &m : memory) tool_failed |= m.json_kb < 0 || m.text_kb < 0;
+    return reporter.failed || tool_failed ? 1 : 0;
 }

@@ -96,7 +96,21 @@ void print_table(FILE *out, const std::vector<Row> &rows, const std::string &mac
     fflush(out);
 }
 
-void write_json(const std::vector<Row> &rows, const std::string &machine, const std::string &path) {
+void print_memory_table(FILE *out, const std::vector<ToolMemory> &rows) {
+    if (rows.empty()) return;
+    fprintf(out, "\n| memory | disk | --json | text | ratio |\n|---|---|---:|---:|---:|\n");
+    for (const ToolMemory &m : rows) {
+        char ratio[16] = "-";
+        if (m.json_kb > 0 && m.text_kb > 0) snprintf(ratio, sizeof ratio, "%.2f", double(m.json_kb) / double(m.text_kb));
+        fprintf(out, "| %s | %s | %s | %s | %s |\n", m.measurement.c_str(), m.disk.c_str(),
+                m.json_kb > 0 ? (amount(double(m.json_kb) * 1024) + "B").c_str() : "failed",
+                m.text_kb > 0 ? (amount(double(m.text_kb) * 1024) + "B").c_str() : "failed", ratio);
+    }
+    fflush(out);
+}
+
+void write_json(const std::vector<Row> &rows, const std::vector<ToolMemory> &memory,
+                const std::string &machine, const std::string &path) {
     std::ofstream out(path + ".part");
     out << "{\n  \"machine\": " << json_string(machine) << ",\n  \"rows\": [\n";
     for (size_t i = 0; i < rows.size(); ++i) {
@@ -108,6 +122,14 @@ void write_json(const std::vector<Row> &rows, const std::string &machine, const 
             << ", \"bytes\": " << r.bytes << ", \"calls_per_operation\": " << r.items;
         for (const auto &[name, value] : r.counters) out << ", " << json_string(name) << ": " << value;
         out << "}" << (i + 1 < rows.size() ? "," : "") << "\n";
+    }
+    out << "  ],\n  \"tool_memory\": [\n";
+    for (size_t i = 0; i < memory.size(); ++i) {
+        const ToolMemory &m = memory[i];
+        out << "    {\"measurement\": " << json_string(m.measurement) << ", \"disk\": "
+            << json_string(m.disk) << ", \"json_peak_kb\": " << m.json_kb
+            << ", \"text_peak_kb\": " << m.text_kb << "}" << (i + 1 < memory.size() ? "," : "")
+            << "\n";
     }
     out << "  ]\n}\n";
     out.close();

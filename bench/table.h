@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "tool_memory.h"
+
 namespace bench {
 
 struct Row {
@@ -26,6 +28,8 @@ struct Row {
 
 std::string machine_description();
 void print_table(FILE *out, const std::vector<Row> &rows, const std::string &machine);
-void write_json(const std::vector<Row> &rows, const std::string &machine, const std::string &path);
+void print_memory_table(FILE *out, const std::vector<ToolMemory> &rows);
+void write_json(const std::vector<Row> &rows, const std::vector<ToolMemory> &memory,
+                const std::string &machine, const std::string &path);
 
 } // namespace bench
