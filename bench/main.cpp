@@ -101,6 +101,7 @@ FILE *table_output() {
 } // namespace
 
 int main(int argc, char **argv) {
+    start_tool_runner();
     std::string json;
     Options opt = parse_options(argc, argv, &json);
     benchmark::Initialize(&argc, argv);

@@ -17,6 +17,10 @@ struct ToolMemory {
     long text_kb = -1;
 };
 
+// Forks the process that runs the tool; call it first thing, while this
+// process is small (a forked child keeps its parent's peak through exec).
+void start_tool_runner();
+
 // Empty when the tool is not built.
 std::vector<ToolMemory> measure_tool_memory(const std::vector<const Scale *> &scales);
 
