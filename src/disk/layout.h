@@ -17,6 +17,24 @@
 
 namespace rfs {
 
+// ---- Field checks ---------------------------------------------------------
+// Every record below lists its fields (offset, width) in order; the checks
+// make sure no field overlaps the next one or runs past the record's end.
+
+struct FieldSpan {
+    size_t offset;
+    size_t width;
+};
+
+template <size_t N>
+constexpr bool fields_fit(const FieldSpan (&fields)[N], size_t record_size) {
+    for (size_t i = 0; i < N; ++i) {
+        if (fields[i].offset + fields[i].width > record_size) return false;
+        if (i > 0 && fields[i].offset < fields[i - 1].offset + fields[i - 1].width) return false;
+    }
+    return true;
+}
+
 // ---- Magics ---------------------------------------------------------------
 
 constexpr uint32_t kMagicQkfs = fourcc("Qkfs"); // disk parameter block, 0x73666B51
@@ -132,6 +150,20 @@ struct DiskParamBlock {
     void set_check_sum(uint32_t v) { store_le32(bytes + kCheckSum, v); }
 };
 
+namespace param_block_fields {
+using B = DiskParamBlock;
+static_assert(fields_fit({{B::kMagic, 4}, {B::kTotalSizeMb, 4}, {B::kPartCount, 1},
+                          {B::kCurPart, 1}, {B::kDiskState, 1}, {B::kFsType, 1},
+                          {B::kVersionMinorOff, 2}, {B::kVersionMajorOff, 2},
+                          {B::kFileTableOff, 4}, {B::kEventAreaOff, 4}, {B::kLabelArea, 4},
+                          {B::kSwitchA, 4}, {B::kSwitchB, 4}, {B::kDataFileSize, 4},
+                          {B::kDataAreaStart, 4}, {B::kPartBase, 8 * kPartitionSlots},
+                          {B::kIndexFlags, kPartitionSlots}, {B::kIndexCopySize, 4},
+                          {B::kCheckSum, 4}},
+                         B::kSize) &&
+              B::kCheckSum + 4 == B::kSize);
+} // namespace param_block_fields
+
 // ---- PartitionRecord (40 bytes, at offset 0 of every index area copy) ----
 
 struct PartitionRecord {
@@ -169,17 +201,12 @@ struct PartitionRecord {
     void set_pic_end(uint32_t v) { store_le32(bytes + kPicEnd, v); }
 };
 
-// ---- Index area of one partition ------------------------------------------
-// PartitionRecord at 0, file table at file_table_off (record k of data file
-// file_no k + 1), event tables at event_area_off (table of data file k + 1 at
-// k x event_table_size). Offsets are relative to the area copy's start.
-
-inline uint64_t file_record_offset(const DiskParamBlock &b, uint32_t k) {
-    return uint64_t(b.file_table_off()) + 336ull * k;
-}
-inline uint64_t event_table_offset(const DiskParamBlock &b, uint32_t k) {
-    return uint64_t(b.event_area_off()) + uint64_t(event_table_size(b.data_file_size())) * k;
-}
+static_assert(fields_fit({{PartitionRecord::kMagic, 4}, {PartitionRecord::kFileNr, 2},
+                          {PartitionRecord::kFreeFileNr, 2}, {PartitionRecord::kPartState, 1},
+                          {PartitionRecord::kRepairFlag, 1}, {PartitionRecord::kRecordStart, 4},
+                          {PartitionRecord::kRecordEnd, 4}, {PartitionRecord::kPicStart, 4},
+                          {PartitionRecord::kPicEnd, 4}},
+                         PartitionRecord::kSize));
 
 // ---- index_file_info (336 bytes, one per data file) ----------------------
 
@@ -235,6 +262,12 @@ inline void set_moarea_end(uint8_t *r, uint32_t v) { store_le32(r + kMoareaEnd, 
 inline void set_pic_word(uint8_t *r, uint32_t v) { store_le32(r + kPicWord, v); }
 inline void set_pic_chn_mask(uint8_t *r, size_t i, uint64_t v) { store_le64(r + kPicChnMask + 8 * i, v); }
 inline void set_aux_end(uint8_t *r, uint32_t v) { store_le32(r + kAuxEnd, v); }
+
+static_assert(fields_fit({{kMagic, 4}, {kFileNo, 2}, {kEventNr, 2}, {kChn, 2}, {kFileState, 1},
+                          {kFileType, 1}, {kStartTime, 4}, {kEndTime, 4}, {kEndSequence, 4},
+                          {kDataEnd, 4}, {kIndexPos, 4}, {kDayMap, 4 * kDayMapWords},
+                          {kMoareaEnd, 4}, {kPicWord, 4}, {kPicChnMask, 16}, {kAuxEnd, 4}},
+                         kSize));
 } // namespace index_file_info
 
 // ---- index_event_info (64 bytes, one per stored event) -------------------
@@ -278,7 +311,25 @@ inline void set_data_size(uint8_t *e, uint32_t v) { store_le32(e + kDataSize, v)
 inline void set_last_iframe_pos(uint8_t *e, uint32_t v) { store_le32(e + kLastIframePos, v); }
 inline void set_skip_flag(uint8_t *e, uint8_t v) { e[kSkipFlag] = v; }
 inline void set_moarea_end(uint8_t *e, uint32_t v) { store_le32(e + kMoareaEnd, v); }
+
+static_assert(fields_fit({{kMagic, 4}, {kStartTime, 4}, {kDataStart, 4}, {kIframeTop, 4},
+                          {kTypeMask, 8}, {kEventNo, 2}, {kMoareaStart, 4}, {kAuxStart, 4},
+                          {kAuxLen, 4}, {kEndTime, 4}, {kDataSize, 4}, {kLastIframePos, 4},
+                          {kSkipFlag, 1}, {kMoareaEnd, 4}},
+                         kSize));
 } // namespace index_event_info
+
+// ---- Index area of one partition ------------------------------------------
+// PartitionRecord at 0, file table at file_table_off (record k of data file
+// file_no k + 1), event tables at event_area_off (table of data file k + 1 at
+// k x event_table_size). Offsets are relative to the area copy's start.
+
+inline uint64_t file_record_offset(const DiskParamBlock &b, uint32_t k) {
+    return uint64_t(b.file_table_off()) + uint64_t(index_file_info::kSize) * k;
+}
+inline uint64_t event_table_offset(const DiskParamBlock &b, uint32_t k) {
+    return uint64_t(b.event_area_off()) + uint64_t(event_table_size(b.data_file_size())) * k;
+}
 
 // ---- IframeIndexEntry (32 bytes, written downward from a data file's end) -
 
@@ -297,6 +348,14 @@ inline uint32_t iframe_offset(const uint8_t *e) { return load_le32(e + kIframeOf
 inline uint32_t iframe_length(const uint8_t *e) { return load_le32(e + kIframeLength); }
 inline uint32_t ref_offset(const uint8_t *e) { return load_le32(e + kRefOffset); }
 inline uint32_t ref_length(const uint8_t *e) { return load_le32(e + kRefLength); }
+
+// Entry n lies at data-file offset n * kSize: the number of the entry at a
+// byte offset the event record stores.
+constexpr int32_t number_at(uint32_t offset) { return int32_t(offset / kSize); }
+
+static_assert(fields_fit({{kTag, 4}, {kTime, 4}, {kIframeOffset, 4}, {kIframeLength, 4},
+                          {kRefOffset, 4}, {kRefLength, 4}},
+                         kSize));
 } // namespace iframe_entry
 
 // ---- FrameHeader (first 40 bytes of every stored frame) ------------------
@@ -310,6 +369,8 @@ constexpr size_t kTimestamp = 16; // microseconds since 1970 UTC
 inline uint32_t tag(const uint8_t *h) { return load_le32(h + kTag); }
 inline char frame_type(const uint8_t *h) { return char(h[kFrameType]); }
 inline int64_t timestamp_us(const uint8_t *h) { return int64_t(load_le64(h + kTimestamp)); }
+
+static_assert(fields_fit({{kTag, 4}, {kFrameType, 1}, {kTimestamp, 8}}, kSize));
 } // namespace frame_header
 
 // ---- Motion record (80 bytes, from data-file offset kMotionAreaStart) ----
@@ -324,6 +385,8 @@ constexpr size_t kBitmapSize = 72;
 inline bool is_end(const uint8_t *r) {
     return load_le32(r) == kMagicMoBi && load_le32(r + 4) == kMagicTEnd;
 }
+
+static_assert(fields_fit({{kTime, 8}, {kBitmap, kBitmapSize}}, kSize));
 } // namespace motion_record
 
 // ---- PicMon_ block (picture-month table, at data-file offset 0x1000) -----
@@ -351,6 +414,10 @@ inline uint32_t pic_mon_size(const uint8_t *b) { return load_le32(b + kPicMonSiz
 inline int16_t entry_year(const uint8_t *e) { return int16_t(load_le16(e + kEntryYear)); }
 inline uint8_t entry_month(const uint8_t *e) { return e[kEntryMonth]; }
 inline uint8_t entry_day(const uint8_t *e) { return e[kEntryDay]; }
+
+static_assert(fields_fit({{kMagic, 8}, {kWrittedCount, 4}, {kPicStart, 4}, {kPicEnd, 4},
+                          {kPicMonOffset, 4}, {kPicMonSize, 4}},
+                         kHeaderSize));
 } // namespace pic_mon
 
 // ---- PicIndexRecord (48 bytes, written downward from a picture file's end) -
@@ -383,6 +450,11 @@ inline uint16_t pic_chn(const uint8_t *r) { return load_le16(r + kPicChn); }
 inline uint8_t status(const uint8_t *r) { return r[kStatus]; }
 inline uint8_t extra_byte(const uint8_t *r) { return r[kExtraByte]; }
 inline uint16_t extra_half(const uint8_t *r) { return load_le16(r + kExtraHalf); }
+
+static_assert(fields_fit({{kMagic, 4}, {kTime, 4}, {kOffset, 4}, {kPicLength, 4}, {kTypeLo, 4},
+                          {kTypeHi, 4}, {kExtraWord, 4}, {kPicChn, 2}, {kStatus, 1},
+                          {kExtraByte, 1}, {kExtraHalf, 2}},
+                         kSize));
 } // namespace pic_record
 
 // ---- Label area: LabelHead at 0, two halves of 16384 LabelRecords --------
@@ -412,6 +484,11 @@ struct LabelHead {
     void set_latest(int half, uint32_t v) { store_le32(bytes + kLatest + 4 * size_t(half), v); }
 };
 
+static_assert(fields_fit({{LabelHead::kPresence, 4}, {LabelHead::kMagic, 4},
+                          {LabelHead::kEndRecord, 4}, {LabelHead::kEarliest, 8},
+                          {LabelHead::kLatest, 8}},
+                         LabelHead::kSize));
+
 namespace label_record {
 constexpr size_t kSize = 64;
 constexpr size_t kEndMarker = 0; // Lend
@@ -435,6 +512,11 @@ inline uint16_t extra_half(const uint8_t *r) { return load_le16(r + kExtraHalf);
 inline uint16_t chn(const uint8_t *r) { return load_le16(r + kChn); }
 inline uint8_t state(const uint8_t *r) { return r[kState]; }
 inline const uint8_t *text(const uint8_t *r) { return r + kText; }
+
+static_assert(fields_fit({{kEndMarker, 4}, {kExtraWord1, 4}, {kExtraWord2, 4}, {kTime, 4},
+                          {kExtraHalf, 2}, {kChn, 2}, {kState, 1}, {kText, kTextSize}},
+                         kSize));
+static_assert(kLabelHalfSize == kLabelsPerHalf * kSize);
 } // namespace label_record
 
 } // namespace rfs

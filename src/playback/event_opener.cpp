@@ -8,6 +8,7 @@
 #include "disk/paths.h"
 #include "disk/registry.h"
 #include "frame/log.h"
+#include "frame/record_id.h"
 #include "frame/storage.h"
 #include "frame/time.h"
 #include "playback/read_internal.h"
@@ -17,7 +18,7 @@ namespace rfs {
 namespace {
 
 uint32_t record_id_of(const RfsEventKey &key) {
-    return uint32_t(key.disk) << 24 | uint32_t(key.partition) << 16 | key.file_no;
+    return pack_record_id(key.disk, key.partition, key.file_no);
 }
 
 // The recorder-side writer keeps the record of the event it is writing in
@@ -69,7 +70,8 @@ int read_records(disk_info_t &d, const RfsEventKey &key, uint8_t *file_info, uin
     }
     uint32_t per_file = event_table_size(d.param.data_file_size()) / index_event_info::kSize;
     if (key.event_no >= per_file) return 0;
-    uint64_t off = event_table_offset(d.param, key.file_no) + uint64_t(key.event_no) * 64;
+    uint64_t off = event_table_offset(d.param, key.file_no) +
+                   uint64_t(key.event_no) * index_event_info::kSize;
     if (index_read_disk(index.get(), &d, p, off, info, index_event_info::kSize) != 0) {
         rfs_log("read err\n");
         return RFS_ERR_INDEX_READ;

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 
+#include "disk/layout.h"
 #include "frame/state.h"
 #include "rfs.h"
 
@@ -25,7 +26,7 @@ constexpr uint32_t kMediaAlign = 4096;
 
 inline int32_t block_start(int32_t n) { return n & ~(kEntriesPerBlock - 1); }
 inline uint64_t index_block_pos(const ReadSession &s, int32_t n) {
-    return s.base + uint64_t(block_start(n)) * 32;
+    return s.base + uint64_t(block_start(n)) * iframe_entry::kSize;
 }
 bool cache_holds(const ReadSession &s, int32_t n);
 // The entry n, which the cache must hold.

@@ -7,22 +7,17 @@
 #include "disk/paths.h"
 #include "disk/registry.h"
 #include "frame/log.h"
+#include "frame/record_id.h"
 #include "frame/storage.h"
 #include "playback/read_internal.h"
 
 namespace rfs {
 
-namespace {
-int disk_of(uint32_t record_id) { return int(record_id >> 24); }
-int part_of(uint32_t record_id) { return int((record_id >> 16) & 0xFF); }
-int file_of(uint32_t record_id) { return int(record_id & 0xFFFF); }
-} // namespace
-
 void switch_data_file(ReadSession &s, uint32_t record_id) {
-    uint32_t old = s.record_id;
+    RecordId old = unpack_record_id(s.record_id), now = unpack_record_id(record_id);
     rfs_log("pre_record_id:[%d:%d:%d], now:[%d:%d:%d], pre_data_fd:%d, pre_iframe_fd:%d\n",
-            disk_of(old), part_of(old), file_of(old), disk_of(record_id), part_of(record_id),
-            file_of(record_id), s.iframe_fd, s.iframe_fd);
+            old.disk, old.partition, old.file, now.disk, now.partition, now.file, s.iframe_fd,
+            s.iframe_fd);
     if (s.record_id == record_id) return;
     if (s.iframe_fd >= 0) storage_close(s.iframe_fd);
     s.iframe_fd = -1;
@@ -33,16 +28,17 @@ void switch_data_file(ReadSession &s, uint32_t record_id) {
 // the mounted disk before they are used to index its tables or to compute a
 // device address.
 disk_info_t *data_file_disk(uint32_t record_id) {
-    disk_info_t *d = mounted_disk(disk_of(record_id));
-    int p = part_of(record_id);
+    RecordId id = unpack_record_id(record_id);
+    disk_info_t *d = mounted_disk(id.disk);
+    int p = id.partition;
     if (!d || p >= d->param.part_count() || p >= kMaxPartitions) return nullptr;
-    return file_of(record_id) < d->partition[p].file_nr() ? d : nullptr;
+    return id.file < d->partition[p].file_nr() ? d : nullptr;
 }
 
 uint64_t data_file_base(const disk_info_t &d, uint32_t record_id) {
     if (nas_mode()) return 0;
-    int p = part_of(record_id);
-    return d.param.part_base(p) + uint64_t(data_file_addr(&d.param, file_of(record_id)));
+    RecordId id = unpack_record_id(record_id);
+    return d.param.part_base(id.partition) + uint64_t(data_file_addr(&d.param, id.file));
 }
 
 int read_with_errno(int fd, void *buf, uint32_t len, uint64_t pos, int *err) {

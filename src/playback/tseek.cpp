@@ -6,6 +6,7 @@
 #include "disk/paths.h"
 #include "disk/registry.h"
 #include "frame/log.h"
+#include "frame/record_id.h"
 #include "frame/time.h"
 #include "playback/read_internal.h"
 
@@ -35,11 +36,12 @@ int find_search_copy(const RfsEvent &ev, const RfsEvent **copy) {
 int open_event_file(ReadSession &s, const disk_info_t &d, uint32_t record_id) {
     if (s.iframe_fd >= 0) return 0;
     rfs_log("kkkkkkkkkkkkkkkopen %s iframe_fd\n", d.path);
-    s.iframe_fd = open_data_file(d.path, RFS_O_RDONLY | RFS_O_BINARY, int(record_id & 0xFFFF));
+    RecordId id = unpack_record_id(record_id);
+    s.iframe_fd = open_data_file(d.path, RFS_O_RDONLY | RFS_O_BINARY, id.file);
     if (s.iframe_fd >= 0) return 0;
     int err = errno;
     rfs_log("open file %s failed!\n", d.path);
-    bool gone = !mounted_disk(int(record_id >> 24)) || is_disk_dropped(d.path, err);
+    bool gone = !mounted_disk(id.disk) || is_disk_dropped(d.path, err);
     return gone ? RFS_ERR_UNSTABLE : RFS_ERR_OPEN;
 }
 
@@ -87,8 +89,8 @@ int apply_tail_check(ReadSession &s) {
 
 SeekTarget target_of(const RfsEvent &ev, const RfsDateTime &seek_time, int mode) {
     SeekTarget t{};
-    t.first = int32_t(ev.iframe_index_begin >> 5);
-    t.last = int32_t(ev.iframe_index_end >> 5) - 1;
+    t.first = iframe_entry::number_at(ev.iframe_index_begin);
+    t.last = iframe_entry::number_at(ev.iframe_index_end) - 1;
     t.start = int32_t(pack_time(ev.start));
     t.end = int32_t(pack_time(ev.end));
     t.seek = int32_t(pack_time(seek_time));
@@ -98,7 +100,7 @@ SeekTarget target_of(const RfsEvent &ev, const RfsDateTime &seek_time, int mode)
 
 // Steps up to the open data file: the disk, the event record, the search.
 int check_event(ReadSession &s, const RfsEvent &ev, const SeekTarget &t, disk_info_t **disk) {
-    int slot = int(ev.record_id >> 24);
+    int slot = unpack_record_id(ev.record_id).disk;
     if (!mounted_disk(slot) || g_max_part_file_nr == 0) {
         rfs_log("pg_disk_list:%d is null\n", slot);
         rfs_log(mounted_disk(slot) ? "time_seek 3294 0 = g_max_part_file_nr\n"

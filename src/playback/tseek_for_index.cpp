@@ -14,8 +14,8 @@ namespace {
 
 SeekTarget target_of(const uint8_t *info, const RfsDateTime &seek_time, int mode) {
     SeekTarget t{};
-    t.first = int32_t(index_event_info::last_iframe_pos(info) >> 5);
-    t.last = int32_t(index_event_info::iframe_top(info) >> 5) - 1;
+    t.first = iframe_entry::number_at(index_event_info::last_iframe_pos(info));
+    t.last = iframe_entry::number_at(index_event_info::iframe_top(info)) - 1;
     t.start = int32_t(index_event_info::start_time(info));
     t.end = int32_t(index_event_info::end_time(info));
     t.seek = int32_t(pack_time(seek_time));

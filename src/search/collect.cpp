@@ -8,6 +8,7 @@
 #include "frame/alloc.h"
 #include "frame/hour_back.h"
 #include "frame/log.h"
+#include "frame/record_id.h"
 #include "frame/state.h"
 #include "search/cover_index.h"
 #include "search/event_order.h"
@@ -48,8 +49,7 @@ void fill_event(RfsEvent &out, const ScanFile &f, int k, const uint8_t *e, uint1
     out.record_type = ev::type_mask(e);
     out.list_chn = list_chn;
     out.handle = handle;
-    out.record_id = uint32_t(f.disk->id) << 24 | uint32_t(f.partition & 0xFF) << 16 |
-                    uint32_t(f.index & 0xFFFF);
+    out.record_id = pack_record_id(f.disk->id, f.partition, f.index);
     out.chn = index_file_info::chn(f.record);
     // The two reserved bytes after event_no travel to the host uninterpreted.
     out.stored_byte_a = e[ev::kEventNo + 2];
