@@ -161,6 +161,8 @@ typedef struct RfsEventKey {
     RfsDateTime end;
 } RfsEventKey;
 
+/* One picture of a picture search (rfs_get_pic). status 2 marks a picture
+ * the recorder deleted; it is listed all the same. */
 typedef struct RfsPic {
     uint32_t type_lo;
     uint32_t type_hi;
@@ -205,13 +207,22 @@ typedef struct RfsLabelList {
     int32_t count;
 } RfsLabelList;
 
+/* Month calendar (rfs_find_start, search_type 0). Records: day_types[d] is
+ * the mask of the record types found on day d + 1 (record type t counts when
+ * record_type has bit t % 32 set; types 31 and 63 also on any bit from 31
+ * up), channel_days[c] has bit d set when channel c recorded on day d.
+ * Pictures: day_types[d] is 1 where a picture's stored day byte is d (so a
+ * picture of the 5th marks entry 5; the 31st never shows). */
 typedef struct RfsMonthResult {
-    uint64_t day_types[31];     /* record types seen on day d + 1 */
-    uint32_t channel_days[512]; /* bit d set: channel has a record on day d */
+    uint64_t day_types[31];
+    uint32_t channel_days[512];
 } RfsMonthResult;
 
+/* Day timeline (search_type 1): one word per half hour (slot = hour * 2 +
+ * minute / 30), the OR of the low 32 bits of the record types of the events
+ * that touch it. The library only ORs: the host clears it first. */
 typedef struct RfsDaySlots {
-    uint32_t slot[48]; /* one word per half hour */
+    uint32_t slot[48];
 } RfsDaySlots;
 
 typedef struct MoareaSegment {

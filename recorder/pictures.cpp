@@ -70,6 +70,12 @@ const PictureTruth& Writer::snapshot(int chn, PackedTime time, uint32_t bytes,
   return p;
 }
 
+void Writer::close_picture_file() {
+  check_open();
+  if (pic_file_) close_file(*pic_file_);
+  pic_file_ = nullptr;
+}
+
 std::vector<uint8_t> Writer::picture_bytes(const PictureTruth& p) const {
   std::vector<uint8_t> data(p.length);
   fill_payload(data.data(), data.size(), shape_.seed, picture_salt(p));

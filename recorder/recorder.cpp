@@ -47,6 +47,8 @@ const PictureTruth& Recorder::snapshot(int chn, PackedTime time, uint32_t bytes,
   return w_->snapshot(chn, time, bytes, opts);
 }
 
+void Recorder::close_picture_file() { w_->close_picture_file(); }
+
 const LabelTruth& Recorder::label(int chn, PackedTime time, const std::string& text,
                                   const LabelOptions& opts) {
   return w_->label(chn, time, text, opts);

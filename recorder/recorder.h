@@ -233,6 +233,9 @@ class Recorder {
   // Stores a snapshot of `bytes` bytes in the partition's picture file.
   const PictureTruth& snapshot(int chn, PackedTime time, uint32_t bytes,
                                const PictureOptions& opts = {});
+  // Closes the picture file (as a restart of the recorder does); the next
+  // snapshot opens a new one in the current partition.
+  void close_picture_file();
 
   // Adds a label record (the label area holds 32767 of them).
   const LabelTruth& label(int chn, PackedTime time, const std::string& text,

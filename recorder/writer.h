@@ -56,6 +56,7 @@ class Writer {
                                        uint64_t type_mask, const RecordOptions& o, Cut how);
   const PictureTruth& snapshot(int chn, PackedTime time, uint32_t bytes,
                                const PictureOptions& o);
+  void close_picture_file();
   const LabelTruth& label(int chn, PackedTime time, const std::string& text,
                           const LabelOptions& o);
 

@@ -393,6 +393,8 @@ static_assert(fields_fit({{kTime, 8}, {kBitmap, kBitmapSize}}, kSize));
 
 namespace pic_mon {
 constexpr uint32_t kBlockPos = 0x1000;
+constexpr uint32_t kBufferSize = 0x80000; // the table is read 512 KiB at a time
+constexpr int kMaxBuffers = 16;           // ... and at most this many times
 constexpr size_t kHeaderSize = 32;
 constexpr size_t kMagic = 0; // 8 bytes, kMagicPicMon
 constexpr size_t kWrittedCount = 12;
@@ -404,6 +406,7 @@ constexpr size_t kPicMonSize = 28;   // bytes per entry
 constexpr size_t kEntryYear = 0;
 constexpr size_t kEntryMonth = 2;
 constexpr size_t kEntryDay = 3;
+constexpr size_t kEntryMinSize = 4; // year, month and day
 
 inline bool magic_ok(const uint8_t *b) { return std::memcmp(b + kMagic, kMagicPicMon, 8) == 0; }
 inline uint32_t writted_count(const uint8_t *b) { return load_le32(b + kWrittedCount); }
@@ -418,6 +421,7 @@ inline uint8_t entry_day(const uint8_t *e) { return e[kEntryDay]; }
 static_assert(fields_fit({{kMagic, 8}, {kWrittedCount, 4}, {kPicStart, 4}, {kPicEnd, 4},
                           {kPicMonOffset, 4}, {kPicMonSize, 4}},
                          kHeaderSize));
+static_assert(fields_fit({{kEntryYear, 2}, {kEntryMonth, 1}, {kEntryDay, 1}}, kEntryMinSize));
 } // namespace pic_mon
 
 // ---- PicIndexRecord (48 bytes, written downward from a picture file's end) -

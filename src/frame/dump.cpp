@@ -2,6 +2,7 @@
 #include <cstdint>
 
 #include "frame/log.h"
+#include "frame/record_id.h"
 
 namespace rfs {
 
@@ -42,6 +43,15 @@ void dump_search_param(const RfsSearchParam *p) {
     rfs_print("chnCnt:%d, chnBit:0x. ", p->chnCnt);
     print_channel_bytes(p);
     print_integrated_types(p);
+}
+
+void dump_pic_record(const RfsPic *pic, int level) {
+    if (!pic || level >= 2) return;
+    RecordId id = unpack_record_id(pic->record_id);
+    const RfsDateTime &t = pic->time;
+    rfs_print("(%d/%d/%d)time=(%.2d/%.2d/%.2d-%.2d:%.2d:%.2d) pic_chn:%d pic_length:%d offset:%d\n",
+              id.disk, id.partition, id.file, t.year, t.month, t.day, t.hour, t.minute, t.second,
+              pic->pic_chn, int(pic->pic_length), int(pic->offset));
 }
 
 } // namespace rfs

@@ -22,5 +22,7 @@ void toggle_print_flag(int signo);
 extern volatile int rfs_print_flag;
 
 void dump_search_param(const RfsSearchParam *p);
+// Prints one picture of a picture list when level is below 2.
+void dump_pic_record(const RfsPic *pic, int level);
 
 } // namespace rfs

@@ -14,6 +14,14 @@ using PackedTime = uint32_t;
 
 constexpr PackedTime kNoTimeYet = 0xFFFFFFFFu;
 
+// The year and month of a packed time, day and time of day cleared: the key
+// the month searches compare.
+constexpr PackedTime month_key(PackedTime t) { return t & 0xFFC00000u; }
+// Fields of a packed time, as the bits hold them (no range check).
+constexpr int packed_day(PackedTime t) { return int((t >> 17) & 31); }
+constexpr int packed_hour(PackedTime t) { return int((t >> 12) & 31); }
+constexpr int packed_minute(PackedTime t) { return int((t >> 6) & 63); }
+
 // Fields are shifted as stored, without range checks or masking (32-bit wrap).
 inline PackedTime pack_time(const RfsDateTime &t) {
     return (uint32_t(t.year) << 26) | (uint32_t(t.month) << 22) | (uint32_t(t.day) << 17) |

@@ -50,6 +50,10 @@ inline bool inside_event(const ReadSession &s, uint32_t pos) {
 // Moves the session to the data file record_id names: logs the change and
 // closes the descriptor of another file. A seek in the same file keeps it.
 void switch_data_file(ReadSession &s, uint32_t record_id);
+// Drops the session's place in an event after its descriptor moved to another
+// file (a picture read): reading and key-frame calls then report the end of
+// the event until the next seek.
+void forget_position(ReadSession &s);
 // The disk, partition and data file record_id names, or null when one of
 // them is not there.
 disk_info_t *data_file_disk(uint32_t record_id);

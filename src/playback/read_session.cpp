@@ -24,6 +24,16 @@ void switch_data_file(ReadSession &s, uint32_t record_id) {
     s.record_id = record_id;
 }
 
+void forget_position(ReadSession &s) {
+    s.offset = s.data_start;
+    s.data_size = 0;
+    s.kf_done = 1;
+    s.cur_index = 0;
+    s.first_index = 0;
+    s.last_index = -1;
+    s.cache_first = s.cache_count = 0;
+}
+
 // An event names its partition and data file by number; both must exist on
 // the mounted disk before they are used to index its tables or to compute a
 // device address.

@@ -2,10 +2,8 @@
 #include "search/collect.h"
 
 #include <algorithm>
-#include <bit>
 
 #include "disk/registry.h"
-#include "frame/alloc.h"
 #include "frame/hour_back.h"
 #include "frame/log.h"
 #include "frame/record_id.h"
@@ -13,26 +11,15 @@
 #include "search/cover_index.h"
 #include "search/event_order.h"
 #include "search/scan.h"
+#include "search/session.h"
 
 namespace rfs {
 
 namespace {
 
 constexpr int32_t kListInitial = 200;
-constexpr int32_t kListStep = 300;
 constexpr int32_t kMergedPerChannel = 84;
 constexpr int64_t kEventFloor = 100000; // the cap is max(this, 1440 per channel)
-
-// A list's capacity (buf_len) grows by 300 records at a time, as it is
-// logged. The block underneath is reserved to the next of 1024 records or
-// m * 2^k with m in 4..7 (at most a quarter more than the capacity), so
-// a long list is not copied to a new block at every step of 300.
-size_t reserved_records(int32_t capacity) {
-    const size_t n = size_t(capacity);
-    if (n <= 1024) return n;
-    const int shift = std::bit_width(n) - 3; // n >> shift is 4..7
-    return ((n + (size_t(1) << shift) - 1) >> shift) << shift;
-}
 
 int32_t initial_capacity(const RfsSearchParam &p) {
     if (p.search_type != 2) return kListInitial;
@@ -110,25 +97,15 @@ int Collector::make_room(int c) {
     int32_t &cap = s_.buf_len[c];
     int32_t len = s_.data_len[c];
     if (cap > len) return 0;
-    const int32_t wanted = cap == 0 ? capacity_ : cap + kListStep;
+    bool first = cap == 0;
     // A list that cannot be had is an out-of-memory failure like a list that
     // cannot grow: there is nowhere to store the event.
-    if (cap == 0 || reserved_records(wanted) > reserved_records(cap)) {
-        size_t bytes = reserved_records(wanted) * sizeof(RfsEvent);
-        void *grown = cap == 0 ? rfs_malloc(bytes) : rfs_realloc(s_.event_list[c], bytes);
-        if (!grown) {
-            rfs_log("realloc event buf err\n");
-            return RFS_ERR_NO_MEMORY;
-        }
-        s_.event_list[c] = static_cast<RfsEvent *>(grown);
+    if (!grow_list(s_.event_list[c], cap, len, capacity_)) {
+        rfs_log("realloc event buf err\n");
+        return RFS_ERR_NO_MEMORY;
     }
-    if (cap == 0) {
-        cap = capacity_;
-        rfs_log("malloc:buf:%d, buf_len:%d, data_len:%d\n", c, cap, len);
-    } else {
-        cap += kListStep;
-        rfs_log("realloc:buf:%d, buf_len:%d, data_len:%d\n", c, cap, len);
-    }
+    if (first) rfs_log("malloc:buf:%d, buf_len:%d, data_len:%d\n", c, cap, len);
+    else rfs_log("realloc:buf:%d, buf_len:%d, data_len:%d\n", c, cap, len);
     return 0;
 }
 
@@ -176,10 +153,7 @@ void Collector::finish_pass() {
 } // namespace
 
 int collect_events(uint32_t handle, const RfsSearchParam *param) {
-    ScanSettings settings;
-    settings.start = pack_time(param->start);
-    settings.end = pack_time(param->end);
-    settings.data_type = param->data_type;
+    ScanSettings settings = ScanSettings::of(*param);
     settings.channel_filter = param;
     settings.type_filter = param;
     settings.skip_zero_length = param->skip_zero_length != 0;

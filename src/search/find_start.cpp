@@ -2,7 +2,9 @@
 // dispatch by data type and search type.
 #include "frame/log.h"
 #include "frame/state.h"
+#include "search/calendar.h"
 #include "search/collect.h"
+#include "search/pic_search.h"
 #include "search/session.h"
 
 namespace rfs {
@@ -12,12 +14,18 @@ namespace {
 constexpr int32_t kMaxRecentNum = 100000;
 constexpr uint8_t kRecentMode = 4;
 
-// The month calendar, the day timeline, the label month map and the picture
-// lists are answered by searches this build does not have yet; until they
-// are added those requests fail with -1 and claim no session.
-bool search_not_available(const RfsSearchParam &p) {
-    if (p.search_type == 0 || p.search_type == 1) return true;
-    return (p.search_type == 2 || p.search_type == 3) && p.data_type == 1;
+// Month calendars (records, pictures, labels) and the day timeline answer
+// into the host's buffer and use no session: 64 stands for the handle.
+int run_sessionless_search(const RfsSearchParam *param, void *out) {
+    int r;
+    if (param->search_type == 1) {
+        r = day_timeline(param, static_cast<RfsDaySlots *>(out));
+    } else {
+        auto *month = static_cast<RfsMonthResult *>(out);
+        r = start_month_result(param, month);
+        if (r == 0) r = month_calendar(param, month);
+    }
+    return r ? r : RFS_NO_SESSION_HANDLE;
 }
 
 int run_event_search(uint32_t handle, RfsSearchParam *param, int32_t num) {
@@ -48,22 +56,28 @@ extern "C" RFS_API int rfs_find_start(RfsSearchParam *param, void *out, int32_t 
         rfs_log("find type err\n");
         return RFS_ERR_SEARCH_TYPE;
     }
-    if (search_not_available(*param)) return RFS_ERR_FAILED;
+    if (param->search_type < 2) return run_sessionless_search(param, out);
 
     int handle = claim_search_session(param->data_type);
     if (handle < 0) {
         rfs_log("have no g_output\n");
         return RFS_ERR_NO_SEARCH_SESSION;
     }
-    if (param->data_type != 0) return handle; // stays claimed, empty, until stopped
-
-    int r = run_event_search(uint32_t(handle), param, num);
+    int r;
+    if (param->data_type == 1) {
+        dump_search_param(param);
+        r = search_pictures(uint32_t(handle), param);
+    } else if (param->data_type == 0) {
+        r = run_event_search(uint32_t(handle), param, num);
+    } else {
+        return handle; // stays claimed, empty, until stopped
+    }
     if (r < 0) {
         release_search_session(uint32_t(handle));
         rfs_log("err\n");
         return r;
     }
-    if (param->search_type == 2) {
+    if (param->data_type == 0 && param->search_type == 2) {
         auto *list = static_cast<RfsEventList *>(out);
         list->list = g_search[handle].event_list[0];
         list->count = g_search[handle].data_len[0];

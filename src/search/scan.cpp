@@ -85,6 +85,10 @@ int PartitionScan::open_index() {
             rfs_log("%s is drop\n", disk_.path);
             return RFS_ERR_OPEN;
         }
+        if (!s_.recover_on_open) {
+            rfs_log("open %s err\n", disk_.path);
+            return RFS_ERR_OPEN;
+        }
         if (recover_index_copy(&disk_.param, p_, 0, fd_.addr(), disk_.path) != 0) {
             rfs_log("open %s err\n", disk_.path);
             return RFS_ERR_OPEN;
@@ -157,7 +161,8 @@ int PartitionScan::run() {
     uint32_t count = std::min<uint32_t>(part.file_nr(), uint32_t(buffers_.file_records()));
     if ((r = read_file_table(count)) != 0) return r;
     for (uint32_t i = 0; i < count; ++i) {
-        ScanFile file{&disk_, p_, int(i), buffers_.file_table() + size_t(i) * index_file_info::kSize};
+        ScanFile file{&disk_, p_, int(i), buffers_.file_table() + size_t(i) * index_file_info::kSize,
+                      fd_.get()};
         if (!file_selected(s_, file.record)) continue;
         r = visitor_.on_file(file);
         if (r < 0 || r == kScanStop) return r;

@@ -23,6 +23,15 @@ enum class RangeTest {
 };
 
 struct ScanSettings {
+    // The range and data type of a request; everything else as below.
+    static ScanSettings of(const RfsSearchParam &p) {
+        ScanSettings s;
+        s.start = pack_time(p.start);
+        s.end = pack_time(p.end);
+        s.data_type = p.data_type;
+        return s;
+    }
+
     PackedTime start = 0; // S, inclusive
     PackedTime end = 0;   // E, inclusive
     // 0 record files (record time range of a partition), 1 picture files
@@ -41,6 +50,10 @@ struct ScanSettings {
     bool list_skipped = false;     // also events with skip_flag 1 (extension)
     bool read_events = true;       // false: the visitor sees file records only
     bool log_batches = true;       // the "event_buf" / "read_event" lines
+    // An index copy that does not open is recovered from its partner and the
+    // open retried (event searches); false ends the scan at once with -13
+    // (the picture search).
+    bool recover_on_open = true;
 };
 
 struct ScanFile {
@@ -48,6 +61,7 @@ struct ScanFile {
     int partition;
     int index;             // record index in the file table (record_id bits 0..15)
     const uint8_t *record; // its index_file_info
+    int index_fd;          // the open primary index copy (raw: the device itself)
 };
 
 // What a visitor answers; a negative code ends the scan with that code.
@@ -90,6 +104,17 @@ struct ScanResult {
 };
 
 ScanResult run_scan(const ScanSettings &settings, ScanBuffers &buffers, ScanVisitor &visitor);
+
+// The data file of a scanned file record, for the visitors that read inside
+// it (picture tables, PicMon_ blocks). On a raw disk it is read through the
+// scan's index descriptor (the device); in NAS mode it is a file of its own.
+//
+// Where byte `off` of the data file lies for the descriptor that reads it.
+uint64_t data_file_pos(const ScanFile &file, uint64_t off);
+// NAS mode: opens the data file read-only. On failure prints the runtime's
+// error, logs "open %s/%d err\n" and, when the disk is gone, "%s is drop\n";
+// the result is then negative.
+int open_scan_data_file(const ScanFile &file);
 
 // The search's record-type test of one stored type mask: a shared bit with
 // record_type, or an integratedRecType entry all of whose bits it has (an

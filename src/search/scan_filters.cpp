@@ -3,15 +3,13 @@
 namespace rfs {
 
 namespace {
-constexpr PackedTime kMonthMask = 0xFFC00000u; // year and month fields
-
 bool range_meets(PackedTime from, PackedTime to, PackedTime s, PackedTime e) {
     return from <= to && s <= e && from <= e && to >= s;
 }
 
 bool month_within(PackedTime from, PackedTime to, PackedTime s) {
-    PackedTime key = s & kMonthMask;
-    return from <= to && (from & kMonthMask) <= key && key <= (to & kMonthMask);
+    PackedTime key = month_key(s);
+    return from <= to && month_key(from) <= key && key <= month_key(to);
 }
 } // namespace
 

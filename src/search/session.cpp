@@ -1,8 +1,16 @@
 #include "search/session.h"
 
+#include <bit>
 #include <cstdlib>
 
 namespace rfs {
+
+size_t reserved_records(int32_t capacity) {
+    const size_t n = size_t(capacity);
+    if (n <= 1024) return n;
+    const int shift = std::bit_width(n) - 3; // n >> shift is 4..7
+    return ((n + (size_t(1) << shift) - 1) >> shift) << shift;
+}
 
 int claim_search_session(uint8_t data_type) {
     for (int h = 0; h < kSearchSessions; ++h) {
