@@ -197,7 +197,7 @@ typedef struct RfsLabel {
     uint16_t extra_half;
     uint32_t unused4;
     RfsDateTime time;
-    char text[40];
+    char text[40]; /* a text of 40 characters or more is cut there, unterminated */
     uint32_t extra_word1;
     uint32_t extra_word2;
 } RfsLabel;
@@ -212,7 +212,8 @@ typedef struct RfsLabelList {
  * record_type has bit t % 32 set; types 31 and 63 also on any bit from 31
  * up), channel_days[c] has bit d set when channel c recorded on day d.
  * Pictures: day_types[d] is 1 where a picture's stored day byte is d (so a
- * picture of the 5th marks entry 5; the 31st never shows). */
+ * picture of the 5th marks entry 5; the 31st never shows). Labels:
+ * day_types[d - 1] is 1 when a valid label is dated day d. */
 typedef struct RfsMonthResult {
     uint64_t day_types[31];
     uint32_t channel_days[512];
@@ -275,7 +276,14 @@ RFS_API int rfs_set_output_sink(rfs_output_sink_t sink, void *user);
 
 /* ---- Disks -------------------------------------------------------------- */
 
-/* The library keeps 63 characters of a disk path (NAS: of the folder; it
+/* Mounts the disk at path (raw: the device or image; NAS: the directory) in
+ * slot id (0..31). kind 1 or negative puts it in disk groups 32..63, whose
+ * events and pictures already found on groups 0..31 are not listed again.
+ * The disk's label head is loaded on the way: when the label area cannot be
+ * opened or read, the disk still mounts (result 0) with its label head
+ * cleared and a log line saying so, and its labels then search as empty.
+ *
+ * The library keeps 63 characters of a disk path (NAS: of the folder; it
  * composes "<path>/index0", "<path>/file12" from them). A longer path is
  * refused with -1 and the log line "disk path too long:...". A host with long
  * paths gives each disk a short name and maps it back in its open operation;

@@ -1,9 +1,7 @@
 // The calls a mount makes into record repair and the label reader.
-//
-// Until the label reader is linked in, no label head is read and every disk
-// mounts with an all-zero head (no labels).
 #include "disk/mount_hooks.h"
 
+#include "disk/label_area.h"
 #include "repair/repair.h"
 
 namespace rfs {
@@ -13,6 +11,8 @@ int mount_repair_partition(DiskParamBlock *b, PartitionRecord *slot, const char 
     return repair_partition(b, slot, path, fd, p);
 }
 
-int mount_load_label_head(const char *, const DiskParamBlock *, LabelHead *) { return 0; }
+int mount_load_label_head(const char *path, const DiskParamBlock *b, LabelHead *head) {
+    return load_label_head(path, b, head);
+}
 
 } // namespace rfs

@@ -24,6 +24,10 @@ int month_calendar(const RfsSearchParam *param, RfsMonthResult *out);
 // 0, -12, -13 or -14.
 int day_timeline(const RfsSearchParam *param, RfsDaySlots *out);
 
+// Days of the month of param->start that carry a valid label of a selected
+// channel. 0 or -1.
+int label_calendar(const RfsSearchParam *param, RfsMonthResult *out);
+
 // What every month calendar does first: refuses a missing result ("invalid
 // param output mon\n", -11), clears it and dumps the request. 0 or -11.
 int start_month_result(const RfsSearchParam *param, RfsMonthResult *out);

@@ -23,7 +23,7 @@ int run_sessionless_search(const RfsSearchParam *param, void *out) {
     } else {
         auto *month = static_cast<RfsMonthResult *>(out);
         r = start_month_result(param, month);
-        if (r == 0) r = month_calendar(param, month);
+        if (r == 0) r = param->data_type == 2 ? label_calendar(param, month) : month_calendar(param, month);
     }
     return r ? r : RFS_NO_SESSION_HANDLE;
 }

@@ -59,6 +59,7 @@ class SearchTest : public ::testing::Test {
     }
     void TearDown() override {
         for (uint32_t h = 0; h < 64; ++h) rfs_find_stop(h);
+        rfs_find_label_stop();
         for (int id = 0; id < rfs::kMaxDisks; ++id)
             if (rfs::pg_disk_list[id]) rfs_remove_disk(id);
         rfs_exit();
