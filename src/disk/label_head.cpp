@@ -1,7 +1,6 @@
 // The label-head load of a mount. The head's per-half time ranges are what
 // lets a label search skip a half, so they are recomputed from the records
 // rather than trusted as stored.
-#include <cstdio>
 
 #include "disk/label_area.h"
 #include "disk/paths.h"
@@ -83,7 +82,7 @@ int load_label_head(const char *path, const DiskParamBlock *b, LabelHead *head) 
     FdGuard fd(open_label_file(path, kLabelReadFlags));
     if (fd.get() < 0) {
         rfs_log("open file %s failed\n", path);
-        std::perror("open disk::");
+        rfs_perror("open disk::");
         return -1;
     }
     uint64_t pos = nas_mode() ? 0 : b->label_area();

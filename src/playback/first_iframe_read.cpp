@@ -10,6 +10,7 @@
 #include "disk/registry.h"
 #include "frame/buffer.h"
 #include "frame/log.h"
+#include "frame/record_id.h"
 #include "frame/storage.h"
 #include "playback/first_iframe.h"
 #include "playback/read_internal.h"
@@ -134,7 +135,7 @@ int pick_and_read(Batch &b, PackedTime seek, void **buf, int *len) {
 int event_first_iframe(const RfsEvent &e, PackedTime seek, PackedTime end, void **buf, int *len) {
     const disk_info_t *d = data_file_disk(e.record_id);
     if (!d) {
-        rfs_log("pg_disk_list:%d is null\n", int(e.record_id >> 24));
+        rfs_log("pg_disk_list:%d is null\n", unpack_record_id(e.record_id).disk);
         return RFS_ERR_NO_DISK;
     }
     uint32_t file_size = effective_data_file_size(d->param.data_file_size());
@@ -145,15 +146,16 @@ int event_first_iframe(const RfsEvent &e, PackedTime seek, PackedTime end, void 
     }
     // The index lies inside the data file, newest entry lowest.
     bool inside = e.iframe_index_begin <= e.iframe_index_end && e.iframe_index_end <= file_size;
-    int64_t first_m = inside ? ((file_size - e.iframe_index_end) >> 5) + 1 : 1;
-    int64_t last_m = inside ? (file_size - e.iframe_index_begin) >> 5 : 0;
+    int64_t first_m = inside ? iframe_entry::number_at(file_size - e.iframe_index_end) + 1 : 1;
+    int64_t last_m = inside ? iframe_entry::number_at(file_size - e.iframe_index_begin) : 0;
     if (first_m > last_m || es > ee) {
         rfs_log("write ifram offse or time err\n");
         return RFS_ERR_TIME;
     }
-    FdGuard fd(open_data_file(d->path, RFS_O_RDONLY, int(e.record_id & 0xFFFF)));
+    int file = unpack_record_id(e.record_id).file;
+    FdGuard fd(open_data_file(d->path, RFS_O_RDONLY, file));
     if (fd.get() < 0) {
-        rfs_log("open err, %s/%d\n", d->path, int(e.record_id & 0xFFFF));
+        rfs_log("open err, %s/%d\n", d->path, file);
         return -1;
     }
     Batch b{fd.get(), data_file_base(*d, e.record_id), file_size};

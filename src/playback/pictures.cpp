@@ -3,7 +3,6 @@
 // media reads on one session share the open file.
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 
 #include "disk/paths.h"
 #include "disk/registry.h"
@@ -53,7 +52,7 @@ int open_picture_file(ReadSession &s, const disk_info_t &d, uint32_t record_id) 
     s.iframe_fd = open_data_file(d.path, RFS_O_BINARY, now.file);
     if (s.iframe_fd >= 0) return 0;
     rfs_log("open file %s failed!\n", d.path);
-    std::perror("open pic fd failed:");
+    rfs_perror("open pic fd failed:");
     return RFS_ERR_OPEN;
 }
 
@@ -77,7 +76,7 @@ int read_picture(ReadSession &s, const disk_info_t &d, const RfsPic &pic, void *
     if (read_with_errno(s.iframe_fd, buf, uint32_t(rl), at, &err) == int(rl)) return int(rl);
     rfs_log("read data error\n");
     errno = err;
-    std::perror("read failed:");
+    rfs_perror("read failed:");
     return RFS_ERR_DATA_READ;
 }
 

@@ -52,8 +52,9 @@ KframeSearch find_last_kframe(const RepairDataFile &f, const uint8_t *event, int
             if (!read_block(f, top, i, block)) return KframeSearch::read_failed;
             slot = 0;
         }
-        std::copy(block + size_t(slot) * 32, block + size_t(slot) * 32 + 32, out->entry);
-        out->pos = top - uint32_t(i + 1) * kKframeBlock + 32u * uint32_t(slot);
+        const uint8_t *entry = block + size_t(slot) * iframe_entry::kSize;
+        std::copy(entry, entry + iframe_entry::kSize, out->entry);
+        out->pos = top - uint32_t(i + 1) * kKframeBlock + uint32_t(iframe_entry::kSize * slot);
         return KframeSearch::found;
     }
     rfs_log("can't find last iframe\n");

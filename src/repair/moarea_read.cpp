@@ -8,6 +8,7 @@
 #include "disk/registry.h"
 #include "frame/alloc.h"
 #include "frame/log.h"
+#include "frame/record_id.h"
 #include "frame/storage.h"
 #include "frame/time.h"
 
@@ -34,9 +35,6 @@ RfsDateTime record_time(const uint8_t *r) {
     t.year = load_le16(r + 6);
     return t;
 }
-
-int part_of(const RfsEvent &e) { return int((e.record_id >> 16) & 0xFF); }
-int file_of(const RfsEvent &e) { return int(e.record_id & 0xFFFF); }
 
 } // namespace
 
@@ -66,19 +64,21 @@ void SegmentList::drop() {
 }
 
 disk_info_t *moarea_disk(const RfsEvent &e) {
-    disk_info_t *d = mounted_disk(int(e.record_id >> 24));
-    int p = part_of(e);
+    RecordId id = unpack_record_id(e.record_id);
+    disk_info_t *d = mounted_disk(id.disk);
+    int p = id.partition;
     if (!d || p >= d->param.part_count() || p >= kMaxPartitions) return nullptr;
-    return file_of(e) < d->partition[p].file_nr() ? d : nullptr;
+    return id.file < d->partition[p].file_nr() ? d : nullptr;
 }
 
 int read_event_motion(const RfsEvent &e, const disk_info_t &d, const uint8_t *covered,
                       const MotionQuery &q) {
-    FdGuard fd(open_data_file(d.path, RFS_O_RDONLY, file_of(e)));
+    RecordId id = unpack_record_id(e.record_id);
+    FdGuard fd(open_data_file(d.path, RFS_O_RDONLY, id.file));
     if (fd.get() < 0) return RFS_ERR_OPEN;
     uint64_t base = nas_mode() ? 0
-                               : d.param.part_base(part_of(e)) +
-                                     uint64_t(data_file_addr(&d.param, file_of(e)));
+                               : d.param.part_base(id.partition) +
+                                     uint64_t(data_file_addr(&d.param, id.file));
     int64_t from = datetime_as_utc_seconds(e.start), to = datetime_as_utc_seconds(e.end);
     int64_t last = 0; // segments never join across events
     for (uint32_t s = e.stored_word28; s < e.stored_word56;) {

@@ -1,6 +1,5 @@
 // Reading inside the data file of a file record the scan visits.
 #include <cerrno>
-#include <cstdio>
 
 #include "disk/paths.h"
 #include "frame/log.h"
@@ -20,7 +19,7 @@ int open_scan_data_file(const ScanFile &f) {
     int fd = open_data_file(path, RFS_O_RDONLY, f.index);
     if (fd >= 0) return fd;
     int err = errno;
-    std::perror("");
+    rfs_perror("");
     rfs_log("open %s/%d err\n", path, f.index);
     if (is_disk_dropped(path, err)) rfs_log("%s is drop\n", path);
     return -1;
