@@ -65,17 +65,55 @@ int set_up_tables() {
     (void)signal(kPrintToggleSignal, toggle_print_flag);
     return 0;
 }
+
+// The label arrays of a label search still open go with the table.
+void free_label_list() {
+    for (int c = 0; g_label_list && c < max_rec_chn; ++c) free(g_label_list[c].list);
+    free(g_label_list);
+    g_label_list = nullptr;
+}
+
+// Everything an earlier rfs_init allocated, with the lists of searches still
+// open: the host is expected to stop them first, but one it forgot must not
+// leak, nor outlive the tables sized for its channel count.
+void release_tables() {
+    g_rfs_inited = 0;
+    free(g_repair_record_time);
+    g_repair_record_time = nullptr;
+    free_label_list();
+    for (SearchSession &s : g_search) {
+        free_session_lists(s);
+        free_session_arrays(s);
+    }
+    memset(g_search, 0, sizeof g_search);
+    free(g_rfs_fd);
+    g_rfs_fd = nullptr;
+}
 } // namespace
+
+void free_session_lists(SearchSession &s) {
+    for (int c = 0; s.event_list && c < max_rec_chn; ++c) {
+        free(s.event_list[c]);
+        free(s.pic_list[c]);
+        s.event_list[c] = nullptr;
+        s.pic_list[c] = nullptr;
+        s.buf_len[c] = 0;
+        s.data_len[c] = 0;
+    }
+}
 
 } // namespace rfs
 
 using namespace rfs;
 
 extern "C" RFS_API int rfs_init(int chn_count, int moarea_nums) {
-    if (unsigned(chn_count - 1) > 511u) {
+    if (unsigned(chn_count) - 1u > 511u) { // unsigned, so INT_MIN cannot overflow
         rfs_log("invalid rec channel! init rfs failed!, max_rec_chn:%d\n", chn_count);
         return -1;
     }
+    // A second start frees the first one's tables before the new channel count
+    // is stored: tables sized for another count must never be used with it.
+    release_tables();
     max_rec_chn = chn_count;
     rfs_log("rfs max rec channel is %d\n", max_rec_chn);
     max_rec_nr = 3 * max_rec_chn;
@@ -113,14 +151,6 @@ extern "C" RFS_API int rfs_init(int chn_count, int moarea_nums) {
 }
 
 extern "C" RFS_API int rfs_exit(void) {
-    g_rfs_inited = 0;
-    free(g_repair_record_time);
-    g_repair_record_time = nullptr;
-    free(g_label_list); // the label arrays are the label search's to free
-    g_label_list = nullptr;
-    for (SearchSession &s : g_search) free_session_arrays(s);
-    memset(g_search, 0, sizeof g_search);
-    free(g_rfs_fd);
-    g_rfs_fd = nullptr;
+    release_tables();
     return 0;
 }

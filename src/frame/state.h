@@ -56,6 +56,10 @@ struct SearchSession {
     int32_t *event_cursor; // -1 = before the first event
 };
 
+// Frees the event and picture lists of a session and empties its counts; the
+// per-channel arrays themselves stay. Nothing happens without arrays.
+void free_session_lists(SearchSession &s);
+
 struct ReadSession {
     uint8_t state;  // covered mark of the event being read
     uint8_t in_use;

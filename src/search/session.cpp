@@ -1,7 +1,6 @@
 #include "search/session.h"
 
 #include <bit>
-#include <cstdlib>
 
 namespace rfs {
 
@@ -28,14 +27,7 @@ void release_search_session(uint32_t handle) {
     if (handle >= uint32_t(kSearchSessions)) return;
     SearchSession &s = g_search[handle];
     if (s.state == 0) return;
-    for (int c = 0; s.event_list && c < max_rec_chn; ++c) {
-        free(s.event_list[c]);
-        free(s.pic_list[c]);
-        s.event_list[c] = nullptr;
-        s.pic_list[c] = nullptr;
-        s.buf_len[c] = 0;
-        s.data_len[c] = 0;
-    }
+    free_session_lists(s);
     s.state = 0;
 }
 
