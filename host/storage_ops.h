@@ -7,7 +7,7 @@
 #pragma once
 
 #include <cerrno>
-#include <exception>
+#include <new>
 
 #include "rfs.h"
 
@@ -21,16 +21,19 @@ struct StorageOps {
     rfs_sync_t sync = nullptr;
 };
 
-// Runs one operation's body so that no exception reaches the library: an
-// allocation failure (or any other exception) becomes -1 with errno ENOMEM.
+// Runs one operation's body so that no exception reaches the library, which
+// is built without them: an allocation failure becomes -1 with errno ENOMEM,
+// anything else thrown -1 with errno EIO (the access failed).
 template <typename Body>
 int without_exceptions(Body body) noexcept {
     try {
         return body();
-    } catch (const std::exception &) {
+    } catch (const std::bad_alloc &) {
         errno = ENOMEM;
-        return -1;
+    } catch (...) {
+        errno = EIO;
     }
+    return -1;
 }
 
 // Installs the five operations with rfs_set_operate_cb; returns its result.

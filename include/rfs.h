@@ -28,6 +28,15 @@
 #define RFS_PRINTF(fmt_index, first_arg)
 #endif
 
+/* Nothing the library raises crosses its boundary: C++ hosts see every
+ * export as noexcept (the storage operations a host installs must not throw
+ * either). */
+#ifdef __cplusplus
+#define RFS_NOEXCEPT noexcept
+#else
+#define RFS_NOEXCEPT
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -247,10 +256,10 @@ typedef struct AddDiskOptions {
 /* ---- Set-up and tear-down --------------------------------------------- */
 
 RFS_API int rfs_set_operate_cb(rfs_open_t open_cb, rfs_close_t close_cb, rfs_read_t read_cb,
-                               rfs_write_t write_cb, rfs_sync_t sync_cb);
-RFS_API int rfs_set_nas_mode(unsigned char mode);
-RFS_API int rfs_init(int max_rec_chn, int moarea_nums);
-RFS_API int rfs_exit(void);
+                               rfs_write_t write_cb, rfs_sync_t sync_cb) RFS_NOEXCEPT;
+RFS_API int rfs_set_nas_mode(unsigned char mode) RFS_NOEXCEPT;
+RFS_API int rfs_init(int max_rec_chn, int moarea_nums) RFS_NOEXCEPT;
+RFS_API int rfs_exit(void) RFS_NOEXCEPT;
 
 /* ---- Extensions ----------------------------------------------------------
  * Exports that the recorder's own library never had, for hosts that want more
@@ -259,7 +268,7 @@ RFS_API int rfs_exit(void);
 /* Extension: hand every composed log line to a sink (NULL = silent, the
  * default: the library's log writes nowhere). */
 typedef void (*rfs_log_sink_t)(const char *line, void *user);
-RFS_API int rfs_set_log_sink(rfs_log_sink_t sink, void *user);
+RFS_API int rfs_set_log_sink(rfs_log_sink_t sink, void *user) RFS_NOEXCEPT;
 
 /* Extension: what the library prints by default goes to the process's
  * standard output (a few diagnostic dumps and messages such as
@@ -289,11 +298,12 @@ RFS_API int rfs_set_output_sink(rfs_output_sink_t sink, void *user);
  * paths gives each disk a short name and maps it back in its open operation;
  * rfs_posix.h does that with the POSIX storage operations. */
 RFS_API int rfs_add_disk(int id, const char *path, int kind, int group,
-                         const AddDiskOptions *opts);
-RFS_API int rfs_remove_disk(int id);
-RFS_API int rfs_format_is_valid(const char *path);
-RFS_API int rfs_get_data_file_size(int id);
-RFS_API int rfs_get_disk_size(int id, uint32_t *total_mb, uint32_t *free_mb, uint8_t *fs_type);
+                         const AddDiskOptions *opts) RFS_NOEXCEPT;
+RFS_API int rfs_remove_disk(int id) RFS_NOEXCEPT;
+RFS_API int rfs_format_is_valid(const char *path) RFS_NOEXCEPT;
+RFS_API int rfs_get_data_file_size(int id) RFS_NOEXCEPT;
+RFS_API int rfs_get_disk_size(int id, uint32_t *total_mb, uint32_t *free_mb,
+                              uint8_t *fs_type) RFS_NOEXCEPT;
 
 /* Extension: one partition of a mounted disk as the library mounted it, and
  * how each of its four index copies reads now. */
@@ -321,33 +331,34 @@ RFS_API int rfs_get_partition_info(int id, int p, RfsPartitionInfo *out);
 
 /* ---- Search ------------------------------------------------------------- */
 
-RFS_API int rfs_find_start(RfsSearchParam *param, void *out, int32_t num);
-RFS_API int rfs_find_stop(uint32_t handle);
-RFS_API int rfs_get_event(uint32_t handle, int32_t chn, RfsEventList *out);
-RFS_API int rfs_get_current_event(uint32_t handle, int32_t chn, RfsEvent *out);
-RFS_API int rfs_get_pre_event(uint32_t handle, int32_t chn, RfsEvent *out);
-RFS_API int rfs_get_next_event(uint32_t handle, int32_t chn, RfsEvent *out);
+RFS_API int rfs_find_start(RfsSearchParam *param, void *out, int32_t num) RFS_NOEXCEPT;
+RFS_API int rfs_find_stop(uint32_t handle) RFS_NOEXCEPT;
+RFS_API int rfs_get_event(uint32_t handle, int32_t chn, RfsEventList *out) RFS_NOEXCEPT;
+RFS_API int rfs_get_current_event(uint32_t handle, int32_t chn, RfsEvent *out) RFS_NOEXCEPT;
+RFS_API int rfs_get_pre_event(uint32_t handle, int32_t chn, RfsEvent *out) RFS_NOEXCEPT;
+RFS_API int rfs_get_next_event(uint32_t handle, int32_t chn, RfsEvent *out) RFS_NOEXCEPT;
 RFS_API int rfs_event_seek(uint32_t handle, int32_t chn, RfsDateTime *seek_time,
-                           RfsDateTime *seek_end, int32_t backward);
+                           RfsDateTime *seek_end, int32_t backward) RFS_NOEXCEPT;
 
 /* ---- Playback ----------------------------------------------------------- */
 
-RFS_API int rfs_read_start(int chn);
-RFS_API int rfs_read_stop(int rd);
+RFS_API int rfs_read_start(int chn) RFS_NOEXCEPT;
+RFS_API int rfs_read_stop(int rd) RFS_NOEXCEPT;
 RFS_API int rfs_tseek(int rd, const RfsDateTime *seek_time, int mode, int reserved,
-                      const RfsEvent *event, char check_tail);
+                      const RfsEvent *event, char check_tail) RFS_NOEXCEPT;
 RFS_API int rfs_tseek_for_index(int rd, const RfsDateTime *seek_time, int mode, int reserved,
-                                const RfsEventKey *key);
-RFS_API int rfs_read(int rd, void *buf, int len, unsigned *head_skip, RfsDateTime *frame_time);
+                                const RfsEventKey *key) RFS_NOEXCEPT;
+RFS_API int rfs_read(int rd, void *buf, int len, unsigned *head_skip,
+                     RfsDateTime *frame_time) RFS_NOEXCEPT;
 RFS_API int rfs_get_next_kframe(int rd, void *buf, int len, unsigned *head_skip, int step,
-                                RfsDateTime *frame_time);
+                                RfsDateTime *frame_time) RFS_NOEXCEPT;
 RFS_API int rfs_get_prev_kframe(int rd, void *buf, int len, unsigned *head_skip, int step,
-                                RfsDateTime *frame_time);
+                                RfsDateTime *frame_time) RFS_NOEXCEPT;
 RFS_API int rfs_get_current_kframe(int rd, void *buf, int len, unsigned *head_skip,
-                                   RfsDateTime *frame_time);
+                                   RfsDateTime *frame_time) RFS_NOEXCEPT;
 /* The frame returned in *buf is a malloc block the host frees with free(). */
 RFS_API int rfs_get_first_iframe(int chn, RfsDateTime start, RfsDateTime end, void **buf,
-                                 int *len);
+                                 int *len) RFS_NOEXCEPT;
 
 /* Extension: the time stored in the header of a frame as delivered (the
  * bytes from head_skip on): the recorder's wall clock. 0; RFS_ERR_FAILED when
@@ -356,26 +367,28 @@ RFS_API int rfs_frame_time(const void *frame, int len, RfsDateTime *out);
 
 /* ---- Pictures and labels ------------------------------------------------ */
 
-RFS_API int rfs_get_pic(int handle, int chn, RfsPicList *out);
-RFS_API int rfs_read_pic(int rd, const RfsPic *pic, void *buf, int len, unsigned *head_skip);
-RFS_API int rfs_find_label_start(const RfsSearchParam *p, const char *keyword);
-RFS_API int rfs_get_label(int chn, RfsLabelList *out);
-RFS_API int rfs_find_label_stop(void);
+RFS_API int rfs_get_pic(int handle, int chn, RfsPicList *out) RFS_NOEXCEPT;
+RFS_API int rfs_read_pic(int rd, const RfsPic *pic, void *buf, int len,
+                         unsigned *head_skip) RFS_NOEXCEPT;
+RFS_API int rfs_find_label_start(const RfsSearchParam *p, const char *keyword) RFS_NOEXCEPT;
+RFS_API int rfs_get_label(int chn, RfsLabelList *out) RFS_NOEXCEPT;
+RFS_API int rfs_find_label_stop(void) RFS_NOEXCEPT;
 
 /* ---- Motion areas ------------------------------------------------------- */
 
 RFS_API int rfs_read_moarea_oneday(int handle, int chn, const uint8_t *area_mask, int min_gap,
-                                   MoareaResult *out);
+                                   MoareaResult *out) RFS_NOEXCEPT;
 RFS_API int rfs_read_moarea(const uint8_t *area_mask, const RfsEvent *event, int min_gap,
-                            MoareaResult *out);
-RFS_API int rfs_read_moarea_stop(MoareaResult *out);
+                            MoareaResult *out) RFS_NOEXCEPT;
+RFS_API int rfs_read_moarea_stop(MoareaResult *out) RFS_NOEXCEPT;
 
 /* ---- Times and repair --------------------------------------------------- */
 
-RFS_API int rfs_get_start_end_time(RfsDateTime *start, RfsDateTime *end);
-RFS_API int get_disk_time(RfsDateTime *start, RfsDateTime *end);
-RFS_API int rfs_is_chn_have_record(uint8_t *chn_bitmap, RfsDateTime start, RfsDateTime end);
-RFS_API int rfs_get_repair_record_time(int chn, uint64_t type_mask, RfsDateTime *out);
+RFS_API int rfs_get_start_end_time(RfsDateTime *start, RfsDateTime *end) RFS_NOEXCEPT;
+RFS_API int get_disk_time(RfsDateTime *start, RfsDateTime *end) RFS_NOEXCEPT;
+RFS_API int rfs_is_chn_have_record(uint8_t *chn_bitmap, RfsDateTime start,
+                                   RfsDateTime end) RFS_NOEXCEPT;
+RFS_API int rfs_get_repair_record_time(int chn, uint64_t type_mask, RfsDateTime *out) RFS_NOEXCEPT;
 
 /* ---- Extension: what a mount repaired ----------------------------------- */
 

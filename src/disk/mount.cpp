@@ -129,7 +129,7 @@ void fill_record(disk_info_t *d, int id, const char *path, const DiskParamBlock 
 using namespace rfs;
 
 extern "C" RFS_API int rfs_add_disk(int id, const char *path, int kind, int group,
-                                    const AddDiskOptions *opts) {
+                                    const AddDiskOptions *opts) noexcept {
     rfs_log("add_disk start,id=%d\n", id);
     if (id < 0 || id >= kMaxDisks) {
         rfs_log("hdd num > max hdd num, id:%d, max_id:%d\n", id, kMaxDisks);

@@ -22,7 +22,7 @@ disk_info_t *disk_for_report(int id) {
 
 } // namespace
 
-extern "C" RFS_API int rfs_format_is_valid(const char *path) {
+extern "C" RFS_API int rfs_format_is_valid(const char *path) noexcept {
     if (!path) return RFS_ERR_NULL;
     DiskParamBlock block;
     int r = read_disk_param(path, &block);
@@ -31,13 +31,13 @@ extern "C" RFS_API int rfs_format_is_valid(const char *path) {
     return r;
 }
 
-extern "C" RFS_API int rfs_get_data_file_size(int id) {
+extern "C" RFS_API int rfs_get_data_file_size(int id) noexcept {
     disk_info_t *d = disk_for_report(id);
     return d ? int(d->param.data_file_size()) : -1;
 }
 
 extern "C" RFS_API int rfs_get_disk_size(int id, uint32_t *total_mb, uint32_t *free_mb,
-                                         uint8_t *fs_type) {
+                                         uint8_t *fs_type) noexcept {
     disk_info_t *d = disk_for_report(id);
     if (!d) return -1;
     if (!total_mb || !free_mb || !fs_type) return RFS_ERR_NULL;

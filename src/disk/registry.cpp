@@ -54,7 +54,7 @@ void dump_all_disks() {
 
 using namespace rfs;
 
-extern "C" RFS_API int rfs_remove_disk(int id) {
+extern "C" RFS_API int rfs_remove_disk(int id) noexcept {
     rfs_log("remove_disk start ,id=%d\n", id);
     if (unsigned(id) >= unsigned(kMaxDisks)) {
         rfs_log("disk %d out of range\n", id);

@@ -28,8 +28,6 @@ void *rfs_realloc(void *p, size_t size) {
 
 void set_alloc_failure(long after) { g_fail_countdown = after; }
 
-void count_allocation() { ++g_allocations; }
-
 unsigned long long allocation_count() { return g_allocations; }
 
 } // namespace rfs

@@ -14,10 +14,9 @@ void *rfs_realloc(void *p, size_t size);
 // one); a negative value switches failures off.
 void set_alloc_failure(long after);
 
-// Heap requests so far: rfs_malloc, rfs_realloc and the scratch buffers
-// (which count here but are not failed on purpose). Benchmarks use it to
-// show that no search allocates per event.
-void count_allocation();
+// Heap requests so far through rfs_malloc and rfs_realloc, which every
+// block of the library comes from, scratch buffers included. Benchmarks use
+// it to show that no search allocates per event.
 unsigned long long allocation_count();
 
 } // namespace rfs

@@ -1,5 +1,6 @@
 // Heap scratch that never throws: a null data() means the allocation failed,
-// and the caller turns that into its listed out-of-memory code.
+// and the caller turns that into its listed out-of-memory code. It comes
+// from the allocation hook like every other block of the library.
 #pragma once
 
 #include <cstdint>
@@ -20,10 +21,9 @@ class MallocBuffer {
 
     bool allocate(size_t size, bool zeroed = false) {
         std::free(data_);
-        if (size) count_allocation();
-        data_ = size ? static_cast<uint8_t *>(zeroed ? std::calloc(size, 1) : std::malloc(size))
-                     : nullptr;
+        data_ = size ? static_cast<uint8_t *>(rfs_malloc(size)) : nullptr;
         size_ = data_ ? size : 0;
+        if (data_ && zeroed) std::memset(data_, 0, size);
         return data_ != nullptr;
     }
     uint8_t *data() const { return data_; }

@@ -106,7 +106,7 @@ void free_session_lists(SearchSession &s) {
 
 using namespace rfs;
 
-extern "C" RFS_API int rfs_init(int chn_count, int moarea_nums) {
+extern "C" RFS_API int rfs_init(int chn_count, int moarea_nums) noexcept {
     if (unsigned(chn_count) - 1u > 511u) { // unsigned, so INT_MIN cannot overflow
         rfs_log("invalid rec channel! init rfs failed!, max_rec_chn:%d\n", chn_count);
         return -1;
@@ -150,7 +150,7 @@ extern "C" RFS_API int rfs_init(int chn_count, int moarea_nums) {
     return 0;
 }
 
-extern "C" RFS_API int rfs_exit(void) {
+extern "C" RFS_API int rfs_exit(void) noexcept {
     release_tables();
     return 0;
 }

@@ -94,7 +94,7 @@ void toggle_print_flag(int) {
 
 } // namespace rfs
 
-extern "C" RFS_API int rfs_set_log_sink(rfs_log_sink_t sink, void *user) {
+extern "C" RFS_API int rfs_set_log_sink(rfs_log_sink_t sink, void *user) noexcept {
     rfs::g_log_sink = sink;
     rfs::g_log_sink_user = user;
     return 0;

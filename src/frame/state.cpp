@@ -15,7 +15,7 @@ ReadSession g_read_session[kReadSessions] = {};
 
 } // namespace rfs
 
-extern "C" RFS_API int rfs_set_nas_mode(unsigned char mode) {
+extern "C" RFS_API int rfs_set_nas_mode(unsigned char mode) noexcept {
     rfs::g_nas_mode = mode;
     return 0;
 }

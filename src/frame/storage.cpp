@@ -42,7 +42,7 @@ void storage_sync(int fd) {
 
 extern "C" RFS_API int rfs_set_operate_cb(rfs_open_t open_cb, rfs_close_t close_cb,
                                           rfs_read_t read_cb, rfs_write_t write_cb,
-                                          rfs_sync_t sync_cb) {
+                                          rfs_sync_t sync_cb) noexcept {
     rfs::g_storage = {open_cb, close_cb, read_cb, write_cb, sync_cb};
     return 0;
 }

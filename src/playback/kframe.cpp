@@ -118,7 +118,7 @@ bool bad_handle(int rd) { return unsigned(rd) > unsigned(kReadSessions - 1); }
 using namespace rfs;
 
 extern "C" RFS_API int rfs_get_next_kframe(int rd, void *buf, int len, unsigned *head_skip,
-                                           int step, RfsDateTime *frame_time) {
+                                           int step, RfsDateTime *frame_time) noexcept {
     if (bad_handle(rd) || step <= 0) {
         rfs_log("fs read start invalid fd!\n");
         return RFS_ERR_HANDLE;
@@ -127,7 +127,7 @@ extern "C" RFS_API int rfs_get_next_kframe(int rd, void *buf, int len, unsigned 
 }
 
 extern "C" RFS_API int rfs_get_prev_kframe(int rd, void *buf, int len, unsigned *head_skip,
-                                           int step, RfsDateTime *frame_time) {
+                                           int step, RfsDateTime *frame_time) noexcept {
     if (bad_handle(rd) || step <= 0) {
         rfs_log("fs read start invalid fd!\n");
         return RFS_ERR_HANDLE;
@@ -136,7 +136,7 @@ extern "C" RFS_API int rfs_get_prev_kframe(int rd, void *buf, int len, unsigned 
 }
 
 extern "C" RFS_API int rfs_get_current_kframe(int rd, void *buf, int len, unsigned *head_skip,
-                                              RfsDateTime *frame_time) {
+                                              RfsDateTime *frame_time) noexcept {
     if (bad_handle(rd)) {
         rfs_log("fs read start invalid fd!\n");
         return RFS_ERR_HANDLE;

@@ -73,7 +73,7 @@ int read_session_data(int rd, ReadSession &s, void *buf, int len, unsigned *head
 using namespace rfs;
 
 extern "C" RFS_API int rfs_read(int rd, void *buf, int len, unsigned *head_skip,
-                                RfsDateTime *frame_time) {
+                                RfsDateTime *frame_time) noexcept {
     if (unsigned(rd) > unsigned(kReadSessions - 1)) {
         rfs_log("fs read start invalid fd!fd:%d\n", rd);
         return RFS_ERR_HANDLE;

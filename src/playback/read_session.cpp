@@ -62,7 +62,7 @@ int read_with_errno(int fd, void *buf, uint32_t len, uint64_t pos, int *err) {
 
 using namespace rfs;
 
-extern "C" RFS_API int rfs_read_start(int chn) {
+extern "C" RFS_API int rfs_read_start(int chn) noexcept {
     for (int rd = 0; rd < kReadSessions; ++rd) {
         if (g_read_session[rd].in_use) continue;
         g_read_session[rd].in_use = 1;
@@ -72,7 +72,7 @@ extern "C" RFS_API int rfs_read_start(int chn) {
     return RFS_ERR_NO_READ_SESSION;
 }
 
-extern "C" RFS_API int rfs_read_stop(int rd) {
+extern "C" RFS_API int rfs_read_stop(int rd) noexcept {
     if (unsigned(rd) > unsigned(kReadSessions - 1)) {
         rfs_log("invalid param\n");
         return RFS_ERR_HANDLE;

@@ -162,7 +162,7 @@ int seek_search_event(ReadSession &s, const RfsDateTime &seek_time, int mode, co
 using namespace rfs;
 
 extern "C" RFS_API int rfs_tseek(int rd, const RfsDateTime *seek_time, int mode, int reserved,
-                                 const RfsEvent *event, char check_tail) {
+                                 const RfsEvent *event, char check_tail) noexcept {
     (void)reserved;
     if (unsigned(rd) > unsigned(kReadSessions - 1)) {
         rfs_log("fs find start invalid fd!\n");

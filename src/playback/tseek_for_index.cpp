@@ -64,7 +64,7 @@ int seek_key_event(ReadSession &s, const RfsDateTime &seek_time, int mode,
 using namespace rfs;
 
 extern "C" RFS_API int rfs_tseek_for_index(int rd, const RfsDateTime *seek_time, int mode,
-                                           int reserved, const RfsEventKey *key) {
+                                           int reserved, const RfsEventKey *key) noexcept {
     (void)reserved;
     if (unsigned(rd) > unsigned(kReadSessions - 1)) {
         rfs_log("fs find start invalid fd!\n");

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "frame/buffer.h"
+#include "frame/sort.h"
 
 namespace rfs {
 
@@ -66,20 +67,20 @@ int compare_events(const RfsEvent &a, const RfsEvent &b) {
 }
 
 // The wrapping key difference is not a strict order for starts 32 years or
-// more apart (a damaged disk can hold such times). A merge sort keeps every
-// step inside the runs it merges whatever the comparisons answer, so such a
-// list comes out in some order instead of running past its ends. Sorting
-// the keys makes the same comparisons as sorting the records would, so the
-// records come out in the same order; only the moves are cheaper.
+// more apart (a damaged disk can hold such times): sort_records stays inside
+// the list whatever the comparisons answer, so such a list comes out in some
+// order instead of running past its ends. Sorting the keys makes the same
+// comparisons as sorting the records would, so the records come out in the
+// same order; only the moves are cheaper.
 void sort_event_list(RfsEvent *list, int32_t n) {
     MallocBuffer buffer(size_t(n) * sizeof(SortKey));
     auto *keys = reinterpret_cast<SortKey *>(buffer.data());
     if (keys && take_keys(list, keys, n)) return;
     if (keys) {
-        std::stable_sort(keys, keys + n, before);
+        sort_records(keys, size_t(n), before);
         apply_order(list, keys, n);
     } else {
-        std::stable_sort(list, list + n, [](const RfsEvent &a, const RfsEvent &b) {
+        sort_records(list, size_t(n), [](const RfsEvent &a, const RfsEvent &b) {
             return compare_events(a, b) < 0;
         });
     }

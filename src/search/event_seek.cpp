@@ -102,7 +102,7 @@ int32_t event_binary_search(const RfsDateTime *key, const RfsEvent *list, int32_
 using namespace rfs;
 
 extern "C" RFS_API int rfs_event_seek(uint32_t handle, int32_t chn, RfsDateTime *seek_time,
-                                      RfsDateTime *seek_end, int32_t backward) {
+                                      RfsDateTime *seek_end, int32_t backward) noexcept {
     if (handle >= uint32_t(kSearchSessions)) {
         rfs_log("invalid handel\n");
         return RFS_ERR_HANDLE;

@@ -43,7 +43,7 @@ int run_event_search(uint32_t handle, RfsSearchParam *param, int32_t num) {
 
 using namespace rfs;
 
-extern "C" RFS_API int rfs_find_start(RfsSearchParam *param, void *out, int32_t num) {
+extern "C" RFS_API int rfs_find_start(RfsSearchParam *param, void *out, int32_t num) noexcept {
     if (!g_rfs_inited) {
         rfs_log("rfs system is not init!!!\n");
         return -1;
@@ -85,7 +85,7 @@ extern "C" RFS_API int rfs_find_start(RfsSearchParam *param, void *out, int32_t 
     return handle;
 }
 
-extern "C" RFS_API int rfs_find_stop(uint32_t handle) {
+extern "C" RFS_API int rfs_find_stop(uint32_t handle) noexcept {
     release_search_session(handle);
     return 0;
 }

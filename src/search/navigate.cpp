@@ -43,7 +43,7 @@ int copy_event(const SearchSession &s, int32_t chn, int32_t i, RfsEvent *out) {
 
 using namespace rfs;
 
-extern "C" RFS_API int rfs_get_event(uint32_t handle, int32_t chn, RfsEventList *out) {
+extern "C" RFS_API int rfs_get_event(uint32_t handle, int32_t chn, RfsEventList *out) noexcept {
     if (handle >= uint32_t(kSearchSessions)) return RFS_ERR_HANDLE;
     if (chn < 0 || chn >= max_rec_chn || chn >= kMaxRecChn) return RFS_ERR_CHANNEL;
     if (!out) {
@@ -60,7 +60,7 @@ extern "C" RFS_API int rfs_get_event(uint32_t handle, int32_t chn, RfsEventList 
     return 0;
 }
 
-extern "C" RFS_API int rfs_get_current_event(uint32_t handle, int32_t chn, RfsEvent *out) {
+extern "C" RFS_API int rfs_get_current_event(uint32_t handle, int32_t chn, RfsEvent *out) noexcept {
     SearchSession *s;
     if (int r = cursor_checks(handle, chn, &s)) return r;
     int32_t cursor = s->event_cursor[chn];
@@ -69,7 +69,7 @@ extern "C" RFS_API int rfs_get_current_event(uint32_t handle, int32_t chn, RfsEv
     return copy_event(*s, chn, cursor, out);
 }
 
-extern "C" RFS_API int rfs_get_pre_event(uint32_t handle, int32_t chn, RfsEvent *out) {
+extern "C" RFS_API int rfs_get_pre_event(uint32_t handle, int32_t chn, RfsEvent *out) noexcept {
     SearchSession *s;
     if (int r = cursor_checks(handle, chn, &s)) return r;
     int32_t &cursor = s->event_cursor[chn];
@@ -89,7 +89,7 @@ extern "C" RFS_API int rfs_get_pre_event(uint32_t handle, int32_t chn, RfsEvent 
     return copy_event(*s, chn, i, out);
 }
 
-extern "C" RFS_API int rfs_get_next_event(uint32_t handle, int32_t chn, RfsEvent *out) {
+extern "C" RFS_API int rfs_get_next_event(uint32_t handle, int32_t chn, RfsEvent *out) noexcept {
     SearchSession *s;
     if (int r = cursor_checks(handle, chn, &s)) return r;
     int32_t &cursor = s->event_cursor[chn];

@@ -171,7 +171,10 @@ TEST_F(CollectTest, FailuresLeaveNoSessionAndLostIndexesEndEarly) {
     struct Case { rfs_host::FaultRule rule; long alloc_failure; int code; const char *line; } cases[] = {
         {{.action = FaultAction::shorten, .file = {}, .from = files, .to = files + 1}, -1, RFS_ERR_INDEX_READ, "read err"},
         {{.file = {}, .from = events, .to = events + 1}, -1, RFS_ERR_INDEX_READ, "read event err"},
-        {{.file = "none"}, 0, RFS_ERR_NO_MEMORY, "realloc event buf err"},
+        // Scratch comes first (channel counts, file table, event batch), then the list.
+        {{.file = "none"}, 0, RFS_ERR_NO_MEMORY, "malloc index_file_info err"},
+        {{.file = "none"}, 2, RFS_ERR_NO_MEMORY, "malloc index_event_info err"},
+        {{.file = "none"}, 3, RFS_ERR_NO_MEMORY, "realloc event buf err"},
         {{.op = FaultOp::open, .file = "index0"}, -1, RFS_ERR_OPEN, "/rfs/d1 is drop"}, // a NAS disk dropped
     };
     for (const Case &c : cases) {
