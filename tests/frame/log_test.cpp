@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cerrno>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -9,6 +9,17 @@
 #include "support/log_capture.h"
 
 using namespace rfs;
+
+namespace {
+// "[dddd-dd-dd dd:dd:dd] ": 'd' stands for any digit.
+bool has_time_prefix(const std::string &line) {
+    const std::string shape = "[dddd-dd-dd dd:dd:dd] ";
+    if (line.size() < shape.size()) return false;
+    for (size_t i = 0; i < shape.size(); ++i)
+        if (shape[i] == 'd' ? !std::isdigit(uint8_t(line[i])) : line[i] != shape[i]) return false;
+    return true;
+}
+} // namespace
 
 TEST(Log, LineComposition) {
     struct Case {
@@ -28,8 +39,7 @@ TEST(Log, LineComposition) {
         EXPECT_EQ(rfs_log("%s", c.message.c_str()), c.result);
         ASSERT_EQ(log.lines().size(), 1u);
         const std::string &line = log.lines()[0];
-        EXPECT_TRUE(std::regex_search(
-            line, std::regex(R"(^\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\] )")));
+        EXPECT_TRUE(has_time_prefix(line)) << line;
         EXPECT_EQ(line.substr(line.size() - c.expected_tail.size()), c.expected_tail);
         EXPECT_LE(line.size(), 1023u);
     }
