@@ -30,9 +30,10 @@ int usable_copies(const DiskParamBlock &b, int p, int *out) {
     return n;
 }
 
-// The copy stride is a 32-bit product, as the recorder lays copies out.
+// The stride is a 64-bit product: copies of a gigabyte and more lie past 4 GiB
+// from the partition base, and a wrapped stride would name another copy.
 uint64_t raw_copy_addr(const DiskParamBlock &b, int p, int k, uint64_t off) {
-    return b.part_base(p) + uint32_t(uint32_t(k) * b.index_copy_size()) + off;
+    return b.part_base(p) + uint64_t(k) * b.index_copy_size() + off;
 }
 
 uint64_t index_copy_addr(const DiskParamBlock &b, int p, int k, uint64_t off) {

@@ -19,15 +19,20 @@ bool needs_repair(const PartitionRecord &slot) {
     return slot.part_state() < PartitionRecord::kStateBad && slot.repair_flag() == 1;
 }
 
-// Reads the partition record at offset 0 of the area and checks its magic.
+// Reads the partition record at offset 0 of the area and checks its magic
+// and what it claims. A record whose tables or files lie outside the disk
+// leaves nothing in the slot: no later call may reach its files.
 int read_partition_record(int fd, DiskParamBlock *b, int p, PartitionRecord *slot,
                           const char *path) {
+    if (!index_area_readable(*b, p, fd)) return -1;
     if (index_read(fd, b, p, 0, slot->bytes, PartitionRecord::kSize, path) != 0) return -1;
     if (slot->magic() != kMagicPart) {
         rfs_log("part info magic %#x err\n", slot->magic());
         return -1;
     }
-    return 0;
+    if (partition_contents_fit(*b, p, *slot, fd, path)) return 0;
+    *slot = PartitionRecord{};
+    return -1;
 }
 
 // NAS: a primary copy that cannot even be opened is recovered like one that
@@ -51,6 +56,7 @@ int open_nas_primary(int p, DiskParamBlock *b, const char *path, int *k) {
 } // namespace
 
 int mount_raw_partition(int p, DiskParamBlock *b, PartitionRecord *slot, const char *path) {
+    if (!index_area_in_disk(*b, p)) return -1;
     // Without a valid copy the open still goes ahead (raw mode opens the
     // device whatever the copy); the index read then refuses.
     int k = select_index_copy(b, p, true);
@@ -66,6 +72,7 @@ int mount_raw_partition(int p, DiskParamBlock *b, PartitionRecord *slot, const c
 }
 
 int mount_nas_partition(int p, DiskParamBlock *b, PartitionRecord *slot, const char *path) {
+    if (!index_area_in_disk(*b, p)) return -1;
     int k = select_index_copy(b, p, true);
     if (k < 0) rfs_log("can't find valid index!\n");
     FdGuard fd(open_nas_primary(p, b, path, &k));

@@ -15,6 +15,7 @@ namespace {
 // Only the primary copy's partition record is reset; the other copies keep
 // state 2 until a recovery copies the primary over them.
 void reset_partition_state(const char *path, const DiskParamBlock &b, int p) {
+    if (!index_area_in_disk(b, p)) return; // the partition mount then refuses it
     int k = select_index_copy(&b, p, true);
     if (k < 0) {
         rfs_log("can't find valid index!\n");
@@ -25,6 +26,7 @@ void reset_partition_state(const char *path, const DiskParamBlock &b, int p) {
         rfs_log("open file %s failed\n", path);
         return;
     }
+    if (!index_area_readable(b, p, fd.get())) return;
     uint64_t pos = nas_mode() ? b.part_base(p) : raw_copy_addr(b, p, k, 0);
     PartitionRecord rec;
     if (!read_exact(fd.get(), rec.bytes, PartitionRecord::kSize, pos)) {

@@ -34,6 +34,10 @@ bool index_file_name(char *out, const char *path, int k) {
     return compose_name(out, kIndexNameSize, path, "index", k);
 }
 
+bool data_file_name(char *out, const char *path, int n) {
+    return compose_name(out, kDataNameSize, path, "file", n);
+}
+
 int64_t data_file_addr(const DiskParamBlock *b, int n) {
     uint32_t stored = b->data_file_size();
     int64_t size = effective_data_file_size(stored);

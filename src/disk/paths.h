@@ -22,6 +22,8 @@ int64_t data_file_addr(const DiskParamBlock *b, int n);
 
 // "%s/index%d" into out (kIndexNameSize bytes); false when it does not fit.
 bool index_file_name(char *out, const char *path, int k);
+// "%s/file%d" into out (kDataNameSize bytes); false when it does not fit.
+bool data_file_name(char *out, const char *path, int n);
 
 int open_data_file(const char *path, int flags, int n);
 // k: index copy 0..3, or -1 for the first of index0..index3 that opens (NAS).

@@ -1,5 +1,7 @@
 // Mounting and unmounting through the public calls, and what a mount leaves
 // on disk when it repairs a disk or partition the recorder marked bad.
+#include <filesystem>
+
 #include "disk_fixture.h"
 #include "frame/alloc.h"
 
@@ -118,26 +120,79 @@ TEST_F(DiskTest, BadStatesAreRepairedOnDiskEvenAfterAPowerCut) {
     }
 }
 
-// Damaged blocks and records: each mount ends cleanly, the damaged partition
-// marked bad in memory, and a file count of 65535 allocates nothing huge.
-TEST_F(DiskTest, AbsurdGeometryIsRefusedCleanly) {
+// Where the block and the partition record place a partition, against the
+// disk: at its end is fine, one byte or one MiB past it, wrapping in 64 bits,
+// or overlapping the data files is not. A refused partition is marked bad with
+// its record left empty, before anything is read, copied or written there.
+TEST_F(DiskTest, GeometryOutsideTheDiskIsRefusedBeforeAnyAccess) {
     using Patch = std::pair<size_t, Bytes>;
-    struct Case { const char *what; std::vector<Patch> patches; uint8_t want_state; };
+    const auto le64 = [](uint64_t v) { Bytes b = le32(uint32_t(v)), h = le32(uint32_t(v >> 32)); b.insert(b.end(), h.begin(), h.end()); return b; };
+    struct Case { const char *what; bool nas; std::function<std::vector<Patch>(const rec::Geometry &)> block; int64_t cut = 0; uint16_t files = 0; const char *line = nullptr; };
+    const uint32_t mb = 1 << 20;
     const Case cases[] = {
-        {"partition far beyond the disk", {{72, {0, 0, 0, 0, 0, 0, 0, 0x7F}}}, 2},
-        {"index copy size 0", {{216, le32(0)}}, 0},
-        {"copies beyond the disk, primary copy 1", {{200, {0x0E}}, {216, le32(0xFFFFF000)}}, 2},
-        {"a single usable copy", {{200, {0x01}}}, 2},
+        {"data files end at the disk's end", false, [](auto &) { return std::vector<Patch>{}; }},
+        {"disk one MiB short of the data files", false, [&](auto &g) { return std::vector<Patch>{{4, le32(uint32_t(g.total_bytes / mb - 1))}}; }, 0, 0, "data files end at"},
+        {"device one byte short of the block's disk", false, [](auto &) { return std::vector<Patch>{}; }, -1, 0, "beyond the disk"},
+        {"partition far beyond the disk", false, [&](auto &) { return std::vector<Patch>{{72, le64(0x7F00000000000000)}}; }, 0, 0, "index area"},
+        {"copies wrap the 64-bit range", false, [&](auto &) { return std::vector<Patch>{{72, le64(~0ull - 4095)}, {216, le32(0x20000000)}}; }, 0, 0, "index area"},
+        {"copies reach into the data files", false, [&](auto &g) { return std::vector<Patch>{{68, le32(4 * g.index_copy_size - 1)}}; }, 0, 0, "index area"},
+        {"data files right after the copies", false, [&](auto &g) { return std::vector<Patch>{{68, le32(4 * g.index_copy_size)}}; }},
+        {"copy too small for the partition record", false, [](auto &) { return std::vector<Patch>{{216, le32(39)}}; }, 0, 0, "index area"},
+        {"more files than an index copy holds", false, [](auto &) { return std::vector<Patch>{}; }, 0, 0xFFFF, "65535 files do not fit"},
+        {"a single usable copy", false, [](auto &) { return std::vector<Patch>{{200, {0x01}}}; }, 0, 0, "can't find valid index!"},
+        {"NAS: area at the index file's end", true, [](auto &) { return std::vector<Patch>{}; }},
+        {"NAS: area one byte past the index file", true, [&](auto &g) { return std::vector<Patch>{{216, le32(g.index_copy_size + 1)}}; }, 0, 0, "beyond the disk"},
+        {"NAS: more files than an index copy holds", true, [](auto &) { return std::vector<Patch>{}; }, 0, 0xFFFF, "65535 files do not fit"},
+        {"NAS: area wraps the 64-bit range", true, [&](auto &) { return std::vector<Patch>{{72, le64(~0ull - 100)}}; }, 0, 0, "index area"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.what);
-        std::string path = make_disk(small_disk(), {}, c.what);
-        for (const Patch &p : c.patches) patch_block(real(c.what), p.first, p.second);
+        std::string path = make_disk(small_disk(1, c.nas), {}, c.what);
+        std::string block_file = c.nas ? real(c.what) + "/index0" : real(c.what);
+        for (const Patch &p : c.block(geometry_)) patch_block(block_file, p.first, p.second);
+        if (c.cut) std::filesystem::resize_file(block_file, std::filesystem::file_size(block_file) + c.cut);
+        const uint64_t record = c.nas ? geometry_.part_base[0] : copy_pos(0, 0);
+        if (c.files) write_file(block_file, record + 4, {uint8_t(c.files), uint8_t(c.files >> 8)});
+        rfs_set_nas_mode(c.nas);
+        rfs_host::fault_reset_counts();
+        log_.clear();
         ASSERT_EQ(rfs_add_disk(1, path.c_str(), 0, 0, nullptr), 0);
-        EXPECT_EQ(pg_disk_list[1]->partition[0].part_state(), c.want_state);
+        const rfs::PartitionRecord &part = pg_disk_list[1]->partition[0];
+        EXPECT_EQ(part.part_state(), c.line ? 2 : 0);
+        if (c.line) {
+            EXPECT_TRUE(log_.contains(c.line)) << c.line;
+            EXPECT_EQ(part.file_nr(), 0);
+        }
+        EXPECT_EQ(rfs_host::fault_counts().bytes_written, 0u);
+        EXPECT_LT(rfs_host::fault_counts().bytes_read, 4096u);
+        rfs_remove_disk(1);
     }
-    std::string path = make_disk(small_disk(), {}, "file_nr");
-    write_file(real("file_nr"), copy_pos(0, 0) + 4, {0xFF, 0xFF});
-    ASSERT_EQ(rfs_add_disk(2, path.c_str(), 0, 0, nullptr), 0);
-    EXPECT_EQ(rfs::g_max_part_file_nr, 65535);
+    EXPECT_EQ(rfs::g_max_part_file_nr, 4);
+}
+
+// Sixteen partitions, the most a block describes, all mount; partition 15
+// is the last one read.
+TEST_F(DiskTest, SixteenPartitionsAllMount) {
+    std::string path = make_disk(small_disk(16));
+    ASSERT_EQ(rfs_add_disk(3, path.c_str(), 0, 0, nullptr), 0);
+    for (int p = 0; p < 16; ++p)
+        EXPECT_EQ(std::pair(pg_disk_list[3]->partition[p].magic(), pg_disk_list[3]->partition[p].part_state()),
+                  std::pair(rfs::kMagicPart, uint8_t(0))) << p;
+    EXPECT_TRUE(log_.contains("add disk repair record:" + path + " part:15 sucess!"));
+}
+
+// A NAS path leaves 63 characters minus "/fileN" for its data-file names: the
+// partition of a disk whose highest data file cannot be named is refused.
+TEST_F(DiskTest, NasPathMustLeaveRoomForItsDataFileNames) {
+    for (size_t len : {57, 58}) {
+        std::string dir = tmp_.file("n") + std::to_string(len); // the disk directory, `len` characters
+        dir += std::string(len - dir.size(), 'x');
+        rec::Recorder r(small_disk(1, true), dir);
+        r.finish();
+        rfs_set_nas_mode(1);
+        ASSERT_EQ(rfs_add_disk(0, dir.c_str(), 0, 0, nullptr), 0);
+        // file0..file3: 57 + 6 characters fit the 63 a name may have, 58 + 6 do not
+        EXPECT_EQ(pg_disk_list[0]->partition[0].part_state(), len == 57 ? 0 : 2) << len;
+        EXPECT_EQ(log_.contains("disk path too long:" + dir + " part0 file3"), len == 58) << len;
+    }
 }
