@@ -3,8 +3,8 @@
 // day stays open between calls, so further lookups on that channel and day
 // do not search again.
 #include <algorithm>
-#include <cstdlib>
 
+#include "frame/buffer.h"
 #include "frame/log.h"
 #include "frame/state.h"
 #include "playback/first_iframe.h"
@@ -46,16 +46,12 @@ int fail_search(int chn, int code) {
 }
 
 int new_search(int chn, RfsDateTime start, RfsDateTime end, bool whole_days) {
-    uint8_t *bits = static_cast<uint8_t *>(std::calloc(size_t(max_rec_chn + 7) / 8, 1));
+    MallocBuffer bits(size_t(max_rec_chn + 7) / 8, true);
     if (!bits) {
         rfs_log("malloc failed\n");
         return -1;
     }
-    bits[chn / 8] = uint8_t(1u << (chn % 8));
-    struct Bits {
-        uint8_t *p;
-        ~Bits() { std::free(p); }
-    } owned{bits};
+    bits.data()[chn / 8] = uint8_t(1u << (chn % 8));
     if (!g_rfs_inited) {
         rfs_log("rfs system is not init!!!\n");
         return fail_search(chn, -1);
@@ -69,7 +65,7 @@ int new_search(int chn, RfsDateTime start, RfsDateTime end, bool whole_days) {
     p.search_type = 3;
     p.chnCnt = max_rec_chn;
     p.record_type = 0x00000000FFFFFFFFull;
-    p.chnBit = bits;
+    p.chnBit = bits.data();
     p.start = start;
     p.end = end;
     if (whole_days) {
@@ -105,7 +101,7 @@ int32_t first_candidate(const RfsEvent *list, int32_t n, const RfsDateTime &star
 using namespace rfs;
 
 extern "C" RFS_API int rfs_get_first_iframe(int chn, RfsDateTime start, RfsDateTime end, void **buf,
-                                            int *len) {
+                                            int *len) noexcept {
     PackedTime s = pack_time(start), e = pack_time(end);
     if (s > e || chn < 0 || chn >= max_rec_chn) {
         rfs_log("chn%d,start_time=%d,end_time=%d,err\n", chn, int(s), int(e));

@@ -100,7 +100,7 @@ int read_frame(const Batch &b, const uint8_t *entry, bool with_ref, void **buf, 
     bool ours = *buf == nullptr;
     if (!ours && uint64_t(*len) < need) {
         rfs_log("buf is small %d, %d\n", *len, int(need));
-    } else if (need <= b.file_size && (!ours || (*buf = std::malloc(size_t(need))))) {
+    } else if (need <= b.file_size && (!ours || (*buf = rfs_malloc(size_t(need))))) {
         auto *to = static_cast<uint8_t *>(*buf);
         if (check_header(b, entry, with_ref) == 0 &&
             (!with_ref || read_part(b, to, ie::ref_offset(entry), uint32_t(ref_len))) &&

@@ -67,7 +67,7 @@ bool scratch(MallocBuffer *chunk) {
 using namespace rfs;
 
 extern "C" RFS_API int rfs_read_moarea_oneday(int handle, int chn, const uint8_t *area_mask,
-                                              int min_gap, MoareaResult *out) {
+                                              int min_gap, MoareaResult *out) noexcept {
     int r = oneday_checks(handle, chn);
     if (r != 0) return r;
     if (!area_mask || !out) return RFS_ERR_NULL;
@@ -90,7 +90,7 @@ extern "C" RFS_API int rfs_read_moarea_oneday(int handle, int chn, const uint8_t
 }
 
 extern "C" RFS_API int rfs_read_moarea(const uint8_t *area_mask, const RfsEvent *event,
-                                       int min_gap, MoareaResult *out) {
+                                       int min_gap, MoareaResult *out) noexcept {
     if (!area_mask || !event || !out) return RFS_ERR_NULL;
     SegmentList segments(out);
     MallocBuffer chunk;
@@ -105,7 +105,7 @@ extern "C" RFS_API int rfs_read_moarea(const uint8_t *area_mask, const RfsEvent 
     return r;
 }
 
-extern "C" RFS_API int rfs_read_moarea_stop(MoareaResult *out) {
+extern "C" RFS_API int rfs_read_moarea_stop(MoareaResult *out) noexcept {
     if (out && out->segments) {
         std::free(out->segments);
         out->segments = nullptr;

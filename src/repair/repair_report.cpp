@@ -64,7 +64,8 @@ void remember_repair_time(uint32_t chn, uint64_t type_mask, uint32_t end_time) {
 
 using namespace rfs;
 
-extern "C" RFS_API int rfs_get_repair_record_time(int chn, uint64_t type_mask, RfsDateTime *out) {
+extern "C" RFS_API int rfs_get_repair_record_time(int chn, uint64_t type_mask,
+                                                  RfsDateTime *out) noexcept {
     // Negative channels pass the recorder's own check; they name no entry.
     if (chn >= max_rec_chn / 2 || chn < 0 || !g_repair_record_time) {
         rfs_log("param err chn=%d \n", chn);
@@ -79,7 +80,7 @@ extern "C" RFS_API int rfs_get_repair_record_time(int chn, uint64_t type_mask, R
     return 0;
 }
 
-extern "C" RFS_API int rfs_get_repair_actions(int id, RfsRepairAction *out, int max) {
+extern "C" RFS_API int rfs_get_repair_actions(int id, RfsRepairAction *out, int max) noexcept {
     if (id < 0 || id >= kMaxDisks) return RFS_ERR_NO_DISK;
     const Report &r = g_reports[id];
     for (int i = 0; out && i < max && i < r.count; ++i) out[i] = r.items[i];

@@ -28,7 +28,7 @@ void each_partition(Visit visit) {
 
 using namespace rfs;
 
-extern "C" RFS_API int rfs_get_start_end_time(RfsDateTime *start, RfsDateTime *end) {
+extern "C" RFS_API int rfs_get_start_end_time(RfsDateTime *start, RfsDateTime *end) noexcept {
     if (!start || !end) {
         rfs_log("invalid time\n");
         return RFS_ERR_TIME;
@@ -52,7 +52,7 @@ extern "C" RFS_API int rfs_get_start_end_time(RfsDateTime *start, RfsDateTime *e
 // An empty partition sets the running start back to 0 and the next one
 // replaces it; its end still counts. Null pointers are refused like the
 // other form's, where the recorder's own call would have crashed.
-extern "C" RFS_API int get_disk_time(RfsDateTime *start, RfsDateTime *end) {
+extern "C" RFS_API int get_disk_time(RfsDateTime *start, RfsDateTime *end) noexcept {
     if (!start || !end) return RFS_ERR_TIME;
     uint32_t first = 0, last = 0;
     each_partition([&](const PartitionRecord &part) {

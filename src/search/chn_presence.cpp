@@ -34,7 +34,7 @@ class Presence final : public ScanVisitor {
 using namespace rfs;
 
 extern "C" RFS_API int rfs_is_chn_have_record(uint8_t *chn_bitmap, RfsDateTime start,
-                                              RfsDateTime end) {
+                                              RfsDateTime end) noexcept {
     rfs_log("starTime:%d-%d-%d %d:%d:%d   endTime:%d-%d-%d %d:%d:%d\n", start.year, start.month,
             start.day, start.hour, start.minute, start.second, end.year, end.month, end.day,
             end.hour, end.minute, end.second);
