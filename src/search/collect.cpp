@@ -152,7 +152,15 @@ void Collector::finish_pass() {
 
 } // namespace
 
-int collect_events(uint32_t handle, const RfsSearchParam *param) {
+int CollectScratch::allocate() {
+    if (!snapshot_.allocate(size_t(max_rec_chn) * sizeof(int32_t), true)) {
+        rfs_log("malloc index_file_info err\n");
+        return RFS_ERR_NO_MEMORY;
+    }
+    return buffers_.allocate(true);
+}
+
+int collect_events(uint32_t handle, const RfsSearchParam *param, CollectScratch &scratch) {
     ScanSettings settings = ScanSettings::of(*param);
     settings.channel_filter = param;
     settings.type_filter = param;
@@ -160,26 +168,29 @@ int collect_events(uint32_t handle, const RfsSearchParam *param) {
     settings.list_skipped = (param->reserved & RFS_SEARCH_LIST_SKIPPED) != 0;
     dump_search_param(param);
     forget_local_hours(); // seeks on these lists follow the zone as it is now
-
-    MallocBuffer snapshot(size_t(max_rec_chn) * sizeof(int32_t), true);
-    if (!snapshot) {
-        rfs_log("malloc index_file_info err\n");
-        return RFS_ERR_NO_MEMORY;
-    }
-    ScanBuffers buffers;
-    if (int r = buffers.allocate(true)) return r;
     dump_all_disks();
 
-    Collector collector(handle, *param, reinterpret_cast<int32_t *>(snapshot.data()));
+    // Counts of the first pass; a collection into a used session starts anew.
+    std::fill_n(scratch.snapshot(), max_rec_chn, 0);
+    Collector collector(handle, *param, scratch.snapshot());
     for (uint8_t pass = 0; pass < 2; ++pass) {
         settings.pass = pass;
         collector.start_pass(pass);
-        ScanResult r = run_scan(settings, buffers, collector);
+        ScanResult r = run_scan(settings, scratch.buffers(), collector);
         if (r.code) return r.code;
         if (r.ended_early) return 0; // lists stay as gathered, unsorted
         collector.finish_pass();
     }
     return 0;
+}
+
+int collect_events(uint32_t handle, const RfsSearchParam *param) {
+    CollectScratch scratch;
+    if (int r = scratch.allocate()) {
+        dump_search_param(param);
+        return r;
+    }
+    return collect_events(handle, param, scratch);
 }
 
 } // namespace rfs

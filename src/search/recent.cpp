@@ -1,5 +1,5 @@
 // The most-recent-N search: the event collection run one day at a time,
-// backwards from the day of the caller's end.
+// backwards from the day of the caller's end (or of the newest recording).
 #include <algorithm>
 
 #include "disk/registry.h"
@@ -7,6 +7,7 @@
 #include "frame/time.h"
 #include "frame/state.h"
 #include "search/collect.h"
+#include "search/scan_filters.h"
 
 namespace rfs {
 
@@ -25,22 +26,56 @@ bool earlier(const RfsDateTime &a, const RfsDateTime &b) {
     return datetime_order(a) < datetime_order(b);
 }
 
-// The oldest recording over all partitions; an empty partition (start 0)
-// hands the minimum over to the partitions after it.
-RfsDateTime earliest_recording() {
-    PackedTime first = 0;
-    for (int id = 0; id < kMaxDisks; ++id) {
-        const disk_info_t *d = pg_disk_list[id];
-        if (!d) continue;
-        int parts = std::min<int>(d->param.part_count(), kMaxPartitions);
+// The oldest and the newest recording over all partitions of the mounted
+// disks. An empty partition (start 0) has no say; without any recording
+// `found` stays false.
+struct RecordedSpan {
+    bool found = false;
+    RfsDateTime first{}, last{};
+};
+
+RecordedSpan recorded_span() {
+    PackedTime first = 0, last = 0;
+    for (const disk_info_t *d : pg_disk_list) {
+        int parts = d ? std::min<int>(d->param.part_count(), kMaxPartitions) : 0;
         for (int p = 0; p < parts; ++p) {
-            PackedTime start = d->partition[p].record_start();
-            if (first == 0 || first > start) first = start;
+            const PartitionRecord &part = d->partition[p];
+            if (part.record_start() == 0) continue;
+            if (first == 0 || first > part.record_start()) first = part.record_start();
+            last = std::max(last, part.record_end());
         }
     }
-    RfsDateTime t{};
-    unpack_time(first, &t);
-    return t;
+    RecordedSpan span;
+    span.found = first != 0;
+    unpack_time(first, &span.first);
+    unpack_time(last, &span.last);
+    return span;
+}
+
+// Whether some mounted partition's record range meets the day in param: a
+// day none meets would be scanned for nothing.
+bool day_recorded(const RfsSearchParam &param) {
+    ScanSettings s;
+    s.start = pack_time(param.start);
+    s.end = pack_time(param.end);
+    for (const disk_info_t *d : pg_disk_list) {
+        int parts = d ? std::min<int>(d->param.part_count(), kMaxPartitions) : 0;
+        for (int p = 0; p < parts; ++p)
+            if (partition_selected(s, d->partition[p])) return true;
+    }
+    return false;
+}
+
+void set_date(RfsDateTime &t, const RfsDateTime &date) {
+    t.year = date.year;
+    t.month = date.month;
+    t.day = date.day;
+}
+
+void set_time_of_day(RfsDateTime &t, uint8_t hour, uint8_t minute, uint8_t second) {
+    t.hour = hour;
+    t.minute = minute;
+    t.second = second;
 }
 
 // Steps start and end one day back. Day and month fields pass through 0 and
@@ -66,35 +101,47 @@ bool step_one_day_back(RfsDateTime &start, RfsDateTime &end) {
     return true;
 }
 
-int collect_day(uint32_t handle, RfsSearchParam *param) {
-    if (collect_events(handle, param) >= 0) return 0;
+int collect_day(uint32_t handle, RfsSearchParam *param, CollectScratch &scratch) {
+    if (collect_events(handle, param, scratch) >= 0) return 0;
     rfs_log("find_rec_event QKERROR\n");
     return -1;
 }
 
 } // namespace
 
+// The walk is bounded by the recordings: it starts no later than the day of
+// the newest one (an end the host gives after it, even one in a year no
+// packed time can hold, would only add days that hold nothing) and ends
+// before the day of the oldest, so it takes at most one pass per recorded
+// day, with one set of scratch for all of them.
 int find_recent_events(uint32_t handle, RfsSearchParam *param, int32_t num) {
     rfs_log("@@@@@@@@@@@@find rec event num\n");
-    RfsDateTime first = earliest_recording();
-    if (!earlier(first, param->end)) {
+    RecordedSpan span = recorded_span();
+    if (!span.found || !earlier(span.first, param->end)) {
         rfs_log("search time err\n");
+        return -1;
+    }
+    CollectScratch scratch;
+    if (scratch.allocate() != 0) {
+        rfs_log("find_rec_event QKERROR\n");
         return -1;
     }
     RfsDateTime lower = param->start;
     lower.unused = 0;
+    if (earlier(span.last, param->end)) {
+        set_date(param->end, span.last);
+        set_time_of_day(param->end, 23, 59, 59);
+    }
     param->start = param->end;
-    param->start.hour = param->start.minute = param->start.second = 0;
-    if (collect_day(handle, param)) return -1;
+    set_time_of_day(param->start, 0, 0, 0);
+    if (collect_day(handle, param, scratch)) return -1;
     const int32_t &found = g_search[handle].data_len[0];
     rfs_log("g_search[rd].data_len[0] = %d\n", found);
-    param->end.hour = 23;
-    param->end.minute = 59;
-    param->end.second = 59;
+    set_time_of_day(param->end, 23, 59, 59);
     while (found < num) {
-        if (earlier(param->start, first) || earlier(param->start, lower)) return 0;
+        if (earlier(param->start, span.first) || earlier(param->start, lower)) return 0;
         if (!step_one_day_back(param->start, param->end)) return 0;
-        if (collect_day(handle, param)) return -1;
+        if (day_recorded(*param) && collect_day(handle, param, scratch)) return -1;
     }
     return 0;
 }

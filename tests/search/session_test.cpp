@@ -44,43 +44,60 @@ TEST_F(SearchTest, PoolOfSixtyFourSessions) {
 }
 
 // Steps back one day at a time until channel 0 holds enough events, and
-// leaves the last day searched in the caller's range.
+// leaves the last day searched in the caller's range. Days no partition's
+// record range meets (03-04 here) are stepped over without a collection.
 TEST_F(SearchTest, MostRecentStepsBackOneDayAtATime) {
     rec::DiskShape shape;
+    shape.partitions = 2; // the second stays empty: no say in the oldest recording
     shape.headers_only = true;
     shape.keep_truth = false;
-    make_disk(shape, [](rec::Recorder &r) {
-        rec::RecordOptions o;
-        o.fps = 1;
-        for (std::string d : {"2026-02-28", "2026-03-03", "2026-03-05"})
+    rec::RecordOptions o;
+    o.fps = 1;
+    make_disk(shape, [&](rec::Recorder &r) {
+        for (std::string d : {"2026-02-28", "2026-03-03"})
             r.record(0, at(d + " 08:00:00"), at(d + " 08:05:00"), rec::kTimed, o);
-        r.record(1, at("2026-03-05 09:00:00"), at("2026-03-05 09:05:00"), rec::kTimed, o);
     }, "a");
+    make_disk(shape, [&](rec::Recorder &r) {
+        r.record(0, at("2026-03-05 08:00:00"), at("2026-03-05 08:05:00"), rec::kTimed, o);
+        r.record(1, at("2026-03-05 09:00:00"), at("2026-03-05 09:05:00"), rec::kTimed, o);
+    }, "b");
     mount(0, "a");
-    // (range start, num, search type, result, events of channel 0, last day, days collected)
-    struct Case { const char *lower; int num; uint8_t type; int result, chn0; const char *last_day; uint64_t days; } cases[] = {
+    mount(1, "b");
+    // (range start, num, search type, result, events of channel 0, last day, days collected,
+    // range end when not the default, its year when no packed time holds it)
+    struct Case { const char *lower; int num; uint8_t type; int result, chn0; const char *last_day; uint64_t days;
+                  const char *end = nullptr; uint16_t end_year = 0; } cases[] = {
         {"2026-03-01 00:00:00", 0, 3, 0, 1, "2026-03-05", 1},
-        {"2026-03-01 00:00:00", 2, 3, 0, 2, "2026-03-03", 3},
+        {"2026-03-01 00:00:00", 2, 3, 0, 2, "2026-03-03", 2},
         {"2026-03-01 00:00:00", 2, 2, 0, 2, "2026-03-05", 1}, // merged: channel 0 holds every channel
-        {"2026-03-04 12:00:00", 10, 3, 0, 1, "2026-03-04", 2}, // the caller's start ends the walk
+        {"2026-03-04 12:00:00", 10, 3, 0, 1, "2026-03-04", 1}, // the caller's start ends the walk
         // day 0 of March, then 02-31, 02-30, 02-29 and 02-28, the first recording
-        {"2026-01-01 00:00:00", 100001, 3, 0, 3, "2026-02-28", 10},
-        {"2026-02-01 00:00:00", 1, 3, RFS_ERR_FAILED, 0, "2026-02-01", 0}, // ends at the first recording
+        {"2026-01-01 00:00:00", 100001, 3, 0, 3, "2026-02-28", 9},
+        {"2026-02-01 00:00:00", 1, 3, RFS_ERR_FAILED, 0, "2026-02-01", 0, "2026-02-28 08:00:00"}, // ends at the first recording
+        // an end after the newest recording starts the walk on its day
+        {"2026-03-01 00:00:00", 2, 3, 0, 2, "2026-03-03", 2, "2026-06-30 12:00:00"},
+        {"2026-01-01 00:00:00", 100001, 3, 0, 3, "2026-02-28", 9, "2026-03-05 12:00:00", 99}, // 2099
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::Message() << c.lower << " " << c.num);
-        RfsSearchParam p = range(c.lower, c.result ? "2026-02-28 08:00:00" : "2026-03-05 12:00:00", c.type);
+        RfsSearchParam p = range(c.lower, c.end ? c.end : "2026-03-05 12:00:00", c.type);
         p.search_mode = 4;
+        if (c.end_year) p.end.year = c.end_year;
         RfsEventList merged{};
         rfs_host::fault_reset_counts();
+        testing::internal::CaptureStdout(); // each collection prints the disks it scans
         int h = rfs_find_start(&p, &merged, c.num);
+        const std::string printed = testing::internal::GetCapturedStdout();
         EXPECT_EQ(std::min(h, 0), c.result);
         EXPECT_EQ(h >= 0 ? rfs::g_search[h].data_len[0] : 0, c.chn0);
         EXPECT_EQ(rec::format_time(rfs::pack_time(p.start)).substr(0, 10), c.last_day);
         if (h >= 0) {
             EXPECT_EQ(rec::format_time(rfs::pack_time(p.end)), std::string(c.last_day) + " 23:59:59");
         }
-        EXPECT_EQ(rfs_host::fault_counts().opens, c.days);
+        size_t collections = 0;
+        for (size_t at = 0; (at = printed.find("all disk rec:\n", at)) != std::string::npos; ++at) ++collections;
+        EXPECT_EQ(collections, c.days);
+        EXPECT_EQ(rfs_host::fault_counts().opens, c.days); // one partition meets each day collected
         rfs_find_stop(uint32_t(std::max(h, 0)));
     }
     for (const char *line : {"search num out of range. num = 100001", "search time err"})
