@@ -57,10 +57,7 @@ int set_up_tables() {
         memset(g_search, 0, sizeof g_search);
         return -1;
     }
-    for (ReadSession &rd : g_read_session) {
-        memset(&rd, 0, sizeof rd);
-        rd.iframe_fd = -1;
-    }
+    for (ReadSession &rd : g_read_session) rd = ReadSession{};
     // 34 need not be a signal on every host; a failed installation is harmless.
     (void)signal(kPrintToggleSignal, toggle_print_flag);
     return 0;

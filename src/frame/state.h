@@ -65,7 +65,9 @@ struct ReadSession {
     uint8_t in_use;
     uint16_t event_id;
     int32_t chn;
-    int32_t iframe_fd; // -1 when none
+    // -1 when none; so from load on, since a session left at zero would name
+    // descriptor 0, which the library never opened, before the first rfs_init.
+    int32_t iframe_fd = -1;
     uint32_t record_id;
     uint64_t base;
     uint32_t offset;

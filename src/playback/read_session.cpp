@@ -2,7 +2,6 @@
 // session has open.
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 
 #include "disk/paths.h"
 #include "disk/registry.h"
@@ -81,7 +80,6 @@ extern "C" RFS_API int rfs_read_stop(int rd) noexcept {
     if (!s.in_use) return 0;
     if (s.iframe_fd >= 0) storage_close(s.iframe_fd);
     std::free(s.index_cache);
-    std::memset(&s, 0, sizeof s);
-    s.iframe_fd = -1;
+    s = ReadSession{};
     return 0;
 }
