@@ -29,9 +29,12 @@ class IndexCopies : public DiskTest {
     Bytes area(int k, uint64_t off = 0, size_t len = 0) {
         return read_file(copy_file(k), copy_at(k) + off, len ? len : geometry_.index_copy_size);
     }
-    void fail(FaultOp op, int k, uint64_t off, uint64_t len) {
+    // Fails the calls on [off, off + len) of copy k, or with `shorten` lets
+    // half of each through: a partial read, a torn write.
+    void fail(FaultOp op, int k, uint64_t off, uint64_t len, bool shorten = false) {
         int64_t from = int64_t(copy_at(k) + off);
-        rfs_host::fault_add({op, rfs_host::FaultAction::fail, copy_file(k), from, from + int64_t(len)});
+        auto action = shorten ? rfs_host::FaultAction::shorten : rfs_host::FaultAction::fail;
+        rfs_host::fault_add({op, action, copy_file(k), from, from + int64_t(len), 0, uint32_t(len / 2)});
     }
     // The flags every block on the disk holds (NAS: the index files from `first`).
     void expect_flags_on_disk(uint8_t want, int first = 0) {
@@ -62,15 +65,17 @@ TEST_F(IndexCopies, SelectionTakesTheTwoLowestUsableCopies) {
     EXPECT_TRUE(log_.contains("invalid index file flag!"));
 }
 
-// A failed primary read or secondary write: the copy is struck out on every
-// block, and the spare (copy 2) is refilled from the copy that worked.
+// A failed or partial primary read, or a failed or torn secondary write: the
+// copy is struck out on every block, and the spare (copy 2) is refilled from
+// the copy that worked.
 // Recovery can run out of copies: with three usable copies the spare refuses
 // the copy, is struck out too, the good copy is copied onto itself and
 // recovery reports success, but the next selection finds a single copy; with
 // two usable copies there is no spare and the flags stay as they were.
 TEST_F(IndexCopies, FailedCopiesAreStruckOutAndTheSpareRefilled) {
     using Write = decltype(&rfs::index_write);
-    struct Case { bool nas; Write write; uint8_t flags; bool spare_refuses; uint8_t flags_after; std::vector<std::string> lines; };
+    struct Case { bool nas; Write write; uint8_t flags; bool spare_refuses; uint8_t flags_after; std::vector<std::string> lines;
+                  bool shorten = false; };
     const std::vector<std::string> spare_lost = {"write new file failed", "deal with index error sucess", "can't find valid index!"};
     const std::vector<std::string> none_left = {"all index file is err!", "read err:part0"};
     const Case cases[] = {
@@ -83,16 +88,22 @@ TEST_F(IndexCopies, FailedCopiesAreStruckOutAndTheSpareRefilled) {
         {true, nullptr, 0x07, true, 0x02, spare_lost},
         {false, nullptr, 0x03, false, 0x03, none_left},
         {true, nullptr, 0x03, false, 0x03, none_left},
+        {false, nullptr, 0x0F, false, 0x0E, {}, true},
+        {true, nullptr, 0x0F, false, 0x0E, {}, true},
+        {false, rfs::index_write, 0x0F, false, 0x0D, {}, true},
+        {true, rfs::index_write_nas, 0x0F, false, 0x0D, {}, true},
+        {false, nullptr, 0x07, true, 0x02, spare_lost, true},
     };
     for (const Case &c : cases) {
-        SCOPED_TRACE(testing::Message() << (c.nas ? "nas " : "raw ") << (c.write ? "write " : "read ") << int(c.flags));
+        SCOPED_TRACE(testing::Message() << (c.nas ? "nas " : "raw ") << (c.write ? "write " : "read ") << int(c.flags)
+                                        << (c.shorten ? " short" : ""));
         format(c.nas, c.flags);
         const int failed = c.write ? 1 : 0, good = 1 - failed;
         const uint64_t off = c.write ? geometry_.file_table_off : 0;
         Bytes data(c.write ? 16 : 40, 0xAB);
         ASSERT_NE(area(2), area(good));
-        fail(c.write ? FaultOp::write : FaultOp::read, failed, off, data.size());
-        if (c.spare_refuses) fail(FaultOp::write, 2, 0, 1);
+        fail(c.write ? FaultOp::write : FaultOp::read, failed, off, data.size(), c.shorten);
+        if (c.spare_refuses) fail(FaultOp::write, 2, 0, 1 + c.shorten, c.shorten);
         log_.clear();
         int r = c.write ? c.write(fd_.get(), &block_, 0, off, data.data(), 16, path_.c_str()) : read40(data.data());
         EXPECT_EQ(r, c.lines.empty() ? 0 : -1);

@@ -6,6 +6,7 @@
 TEST_F(PlaybackTest, ReferenceFramesComeFirstWithTheirTime) {
     rec::RecordOptions o;
     o.ref_every = 3;
+    o.ref_bytes = 4005; // not a multiple of 8: stored with 3 bytes of padding
     const rec::EventTruth &ev = record_one(7, "2026-03-01 12:00:00", "2026-03-01 12:00:30", o);
     const std::vector<rec::KeyFrame> &kf = ev.kframes;
     ASSERT_EQ(kf[4].ref_offset, kf[3].ref_offset);
@@ -24,11 +25,20 @@ TEST_F(PlaybackTest, ReferenceFramesComeFirstWithTheirTime) {
     EXPECT_TRUE(same_time(ft_, RfsDateTime{}));
     // The key-frame calls: a frame with a new reference takes two calls.
     // (call: +1 next, -1 previous, 0 current; key frame; its reference frame?)
-    struct Step { int call, kf; bool ref; } steps[] = {
+    // The first sequence starts with "next" after the seek, the second with
+    // "current", which settles on the chosen key frame, reference frame first
+    // (and again, while only "current" follows).
+    struct Step { int call, kf; bool ref; };
+    const std::vector<Step> after_next = {
         {1, 5, true}, {1, 5, false}, {1, 6, true}, {1, 6, false}, {1, 7, false},
         {-1, 6, false}, {-1, 5, true}, {-1, 5, false}, {0, 5, false}};
-    ASSERT_EQ(rfs_tseek(rd, &at, 1, 0, &e, 0), 0);
-    for (const Step &s : steps) {
+    const std::vector<Step> after_current = {
+        {0, 4, true}, {0, 4, true}, {1, 4, false}, {1, 5, false}, {1, 6, true}, {1, 6, false}};
+    for (const std::vector<Step> *steps : {&after_next, &after_current})
+    for (const Step &s : *steps) {
+        if (&s == &steps->front()) {
+            ASSERT_EQ(rfs_tseek(rd, &at, 1, 0, &e, 0), 0);
+        }
         SCOPED_TRACE(testing::Message() << "call " << s.call << " to " << s.kf);
         n = s.call > 0   ? rfs_get_next_kframe(rd, buf_.data(), 65536, &skip_, 1, &ft_)
             : s.call < 0 ? rfs_get_prev_kframe(rd, buf_.data(), 65536, &skip_, 1, &ft_)
@@ -42,7 +52,8 @@ TEST_F(PlaybackTest, ReferenceFramesComeFirstWithTheirTime) {
 }
 
 // One key frame a second: 301 index entries over three 128-entry blocks. A
-// step reads its frame, plus the index block when it crosses into another.
+// step reads its frame, plus the index block when it crosses into another,
+// toward newer frames and toward older ones.
 TEST_F(PlaybackTest, KeyFrameStepsCrossIndexBlocks) {
     rec::RecordOptions o;
     o.fps = 1;
@@ -73,6 +84,10 @@ TEST_F(PlaybackTest, KeyFrameStepsCrossIndexBlocks) {
     walk(0, 300, 1);
     ASSERT_EQ(step(-1), int(skip_ + kf[300].length));
     walk(300, 6, -7);
+    // One at a time toward older frames: each block is left from its last
+    // entry to the first of the next.
+    ASSERT_EQ(rfs_tseek(rd, &e.end, 1, 0, &e, 0), 0);
+    walk(300, 0, -1);
     // The tail check leaves the newest key frame's block in the cache, so the
     // oldest key frame the seek chose needs its own block read again.
     ASSERT_EQ(rfs_tseek(rd, &e.start, 1, 0, &e, 1), 0);

@@ -78,12 +78,20 @@ class CollectTest : public SearchTest {
 class FilterTest : public CollectTest, public ::testing::WithParamInterface<bool> {};
 INSTANTIATE_TEST_SUITE_P(RawAndNas, FilterTest, ::testing::Bool());
 
+// Record types live in all 64 bits: an event of types 40 and 63 beside the
+// low ones of the two days.
+constexpr uint64_t kHighTypes = 1ull << 63 | 1ull << 40;
+
 TEST_P(FilterTest, EveryFilterReturnsWhatWasRecorded) {
-    make_disk(shape(GetParam() ? 1 : 2, GetParam()), two_days, "a"); // NAS: one partition
+    make_disk(shape(GetParam() ? 1 : 2, GetParam()), [](rec::Recorder &r) {
+        two_days(r);
+        record(r, 5, "2026-03-01 16:00:00", "2026-03-01 16:05:00", kHighTypes);
+    }, "a"); // NAS: one partition
     rfs_set_nas_mode(GetParam());
     mount(0, "a");
     static uint8_t chn_0_2[1] = {0b101};
     static uint64_t manual_motion[] = {rec::kManual | rec::kMotion}, alarm_or_all[] = {rec::kAlarm, 0};
+    static uint64_t high_pair[] = {kHighTypes}, high_and_motion[] = {1ull << 63 | rec::kMotion};
     std::vector<std::pair<const char *, RfsSearchParam>> cases = {{"whole day", day("2026-03-01")},
                                                                   {"across midnight", day("2026-03-02")}};
     auto add = [&](const char *name, auto change) {
@@ -98,10 +106,14 @@ TEST_P(FilterTest, EveryFilterReturnsWhatWasRecorded) {
     };
     add("combined type needs all its bits", types(manual_motion, 1));
     add("combined type 0 takes everything", types(alarm_or_all, 2));
+    add("record type 63", [](RfsSearchParam &p) { p.record_type = 1ull << 63; });
+    add("record type 31 is not 63", [](RfsSearchParam &p) { p.record_type = 1ull << 31; });
+    add("combined high types", types(high_pair, 1));
+    add("combined type 63 needs motion too", types(high_and_motion, 1));
     add("zero-length events left out", [](RfsSearchParam &p) { p.skip_zero_length = 1; });
     add("range touching an end exactly", [](RfsSearchParam &p) { rfs::unpack_time(at("2026-03-01 08:10:00"), &p.start); p.end = p.start; });
     add("inverted range", [](RfsSearchParam &p) { std::swap(p.start, p.end); });
-    ASSERT_EQ(expected(day("2026-03-01")).size(), 9u);
+    ASSERT_EQ(expected(day("2026-03-01")).size(), 10u);
     for (const auto &[name, q] : cases) {
         SCOPED_TRACE(name);
         auto [per_channel, merged] = lists(q);
@@ -117,6 +129,9 @@ TEST_P(FilterTest, EveryFilterReturnsWhatWasRecorded) {
     const RfsEvent &e = l.list[1];
     EXPECT_EQ(std::make_tuple(e.record_type, e.covered, e.status2, e.group_half, e.stored_word28, e.stored_word56),
               std::make_tuple(t.type_mask, uint8_t(0), uint8_t(1), uint8_t(0), t.moarea_start, t.moarea_end));
+    ASSERT_EQ(rfs_get_event(uint32_t(search(day("2026-03-01"))), 5, &l), 0);
+    ASSERT_EQ(l.count, 1);
+    EXPECT_EQ(l.list[0].record_type, kHighTypes);
 }
 
 TEST_F(CollectTest, SecondGroupHalfKeepsOnlyWhatTheFirstDoesNotSpan) {

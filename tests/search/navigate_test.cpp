@@ -1,6 +1,7 @@
 // Cursor calls and the seek, over lists placed in a claimed session.
 #include <cstdlib>
 
+#include "search/navigate.h"
 #include "search_fixture.h"
 
 namespace {
@@ -115,6 +116,11 @@ TEST_F(NavigateTest, SeekLandsInAnEventInAGapOrNowhere) {
         {"09:20:00", "09:20:00", 1, RFS_ERR_SEEK_NOT_FOUND, -1}, // only a covered record
         {"18:00:00", "18:00:00", 1, 0, 6},  // a long event begun before the look-back
         {"07:00:00", "07:30:00", 1, RFS_ERR_SEEK_NOT_FOUND, -1},
+        {"08:10:00", "23:59:59", 0, 0, 0},  // at an event's last second
+        {"09:40:00", "10:00:00", 0, 0, 3},  // a range ending at an event's first second
+        {"10:00:00", "10:00:00", 1, 0, 3},  // backward from an event's first second
+        {"10:20:00", "10:20:00", 1, 0, 3},  // backward from its last second
+        {"10:20:01", "10:20:01", 1, RFS_ERR_SEEK_NOT_FOUND, -1}, // one second after it
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::Message() << c.t << " backward " << c.backward);
@@ -141,5 +147,23 @@ TEST_F(NavigateTest, ForwardSeekLooksBackNinetyNineRecords) {
         place(0, events);
         EXPECT_EQ(seek("11:30:00", "23:59:59", 0), 0);
         EXPECT_EQ(cursor(0), want) << long_at;
+    }
+}
+
+// The last record whose start is at or below the key; with a non-zero flag
+// the upper record of the final pair when the key reaches its start.
+TEST(EventBinarySearch, LastStartAtOrBelowTheKey) {
+    std::vector<RfsEvent> one = {ev("08:00:00-08:10:00")};
+    std::vector<RfsEvent> four = {ev("08:00:00-08:10:00"), ev("09:00:00-09:01:00"), ev("09:00:00-09:02:00"),
+                                  ev("10:00:00-10:01:00")};
+    struct Case { const std::vector<RfsEvent> *list; const char *key; int flag, index; } cases[] = {
+        {&one, "07:59:59", 0, -1}, {&one, "08:00:00", 0, 0}, {&one, "23:00:00", 1, 0},
+        {&four, "07:59:59", 1, -1}, {&four, "08:00:00", 0, 0}, {&four, "08:59:59", 1, 0},
+        {&four, "09:00:00", 0, 2}, {&four, "09:30:00", 1, 2}, {&four, "10:00:00", 0, 3},
+    };
+    for (const Case &c : cases) {
+        RfsDateTime key = dt(c.key);
+        EXPECT_EQ(rfs::event_binary_search(&key, c.list->data(), int32_t(c.list->size()), c.flag), c.index)
+            << c.key << " in " << c.list->size();
     }
 }
