@@ -27,8 +27,9 @@ bool earlier(const RfsDateTime &a, const RfsDateTime &b) {
 }
 
 // The oldest and the newest recording over all partitions of the mounted
-// disks. An empty partition (start 0) has no say; without any recording
-// `found` stays false.
+// disks. An empty partition (start 0) has no say in the oldest; without any
+// recording `found` stays false. Every end counts toward the newest: a range
+// from 0 still meets the days up to its end.
 struct RecordedSpan {
     bool found = false;
     RfsDateTime first{}, last{};
@@ -40,9 +41,9 @@ RecordedSpan recorded_span() {
         int parts = d ? std::min<int>(d->param.part_count(), kMaxPartitions) : 0;
         for (int p = 0; p < parts; ++p) {
             const PartitionRecord &part = d->partition[p];
+            last = std::max(last, part.record_end());
             if (part.record_start() == 0) continue;
             if (first == 0 || first > part.record_start()) first = part.record_start();
-            last = std::max(last, part.record_end());
         }
     }
     RecordedSpan span;
