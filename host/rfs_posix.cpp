@@ -7,9 +7,9 @@
 #include "disk_alias.h"
 #include "posix_storage.h"
 
-extern "C" RFS_API int rfs_posix_install(void) { return rfs_host::install_posix(); }
+extern "C" RFS_API int rfs_posix_install(void) noexcept { return rfs_host::install_posix(); }
 
-extern "C" RFS_API int rfs_posix_disk_name(const char *path, char *name, size_t size) {
+extern "C" RFS_API int rfs_posix_disk_name(const char *path, char *name, size_t size) noexcept {
     if (!path || !name) return RFS_ERR_NULL;
     return rfs_host::without_exceptions([&] {
         std::string alias = rfs_host::alias_disk(path);
@@ -19,4 +19,4 @@ extern "C" RFS_API int rfs_posix_disk_name(const char *path, char *name, size_t 
     });
 }
 
-extern "C" RFS_API void rfs_posix_forget_names(void) { rfs_host::clear_aliases(); }
+extern "C" RFS_API void rfs_posix_forget_names(void) noexcept { rfs_host::clear_aliases(); }

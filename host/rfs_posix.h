@@ -32,16 +32,16 @@ extern "C" {
 
 /* Installs open/close/read/write/sync on POSIX files (pread, pwrite, fsync)
  * with rfs_set_operate_cb. Returns its result, 0. */
-RFS_API int rfs_posix_install(void);
+RFS_API int rfs_posix_install(void) RFS_NOEXCEPT;
 
 /* Writes the short name of a disk (an image, a device or a NAS folder) to
  * `name`. The same path, after making it absolute and dropping "." and ".."
  * parts, always gets the same name. 0, or RFS_ERR_NULL for a null argument,
  * RFS_ERR_BUFFER when `size` is too small. */
-RFS_API int rfs_posix_disk_name(const char *path, char *name, size_t size);
+RFS_API int rfs_posix_disk_name(const char *path, char *name, size_t size) RFS_NOEXCEPT;
 
 /* Forgets every short name (after the host removed its disks). */
-RFS_API void rfs_posix_forget_names(void);
+RFS_API void rfs_posix_forget_names(void) RFS_NOEXCEPT;
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -281,7 +281,7 @@ RFS_API int rfs_set_log_sink(rfs_log_sink_t sink, void *user) RFS_NOEXCEPT;
 #define RFS_OUTPUT_PRINT 1
 #define RFS_OUTPUT_PERROR 2
 typedef void (*rfs_output_sink_t)(int kind, const char *text, void *user);
-RFS_API int rfs_set_output_sink(rfs_output_sink_t sink, void *user);
+RFS_API int rfs_set_output_sink(rfs_output_sink_t sink, void *user) RFS_NOEXCEPT;
 
 /* ---- Disks -------------------------------------------------------------- */
 
@@ -327,7 +327,7 @@ typedef struct RfsPartitionInfo {
 } RfsPartitionInfo;
 /* 0; -1 for an empty or out-of-range slot; RFS_ERR_MISSING for a partition
  * number outside 0 .. part_count - 1; RFS_ERR_NULL for a null out. */
-RFS_API int rfs_get_partition_info(int id, int p, RfsPartitionInfo *out);
+RFS_API int rfs_get_partition_info(int id, int p, RfsPartitionInfo *out) RFS_NOEXCEPT;
 
 /* ---- Search ------------------------------------------------------------- */
 
@@ -363,7 +363,7 @@ RFS_API int rfs_get_first_iframe(int chn, RfsDateTime start, RfsDateTime end, vo
 /* Extension: the time stored in the header of a frame as delivered (the
  * bytes from head_skip on): the recorder's wall clock. 0; RFS_ERR_FAILED when
  * the bytes do not start with a whole frame header; RFS_ERR_NULL. */
-RFS_API int rfs_frame_time(const void *frame, int len, RfsDateTime *out);
+RFS_API int rfs_frame_time(const void *frame, int len, RfsDateTime *out) RFS_NOEXCEPT;
 
 /* ---- Pictures and labels ------------------------------------------------ */
 

@@ -49,7 +49,7 @@ void fill_info(const disk_info_t &d, int p, RfsPartitionInfo *out) {
 
 using namespace rfs;
 
-extern "C" RFS_API int rfs_get_partition_info(int id, int p, RfsPartitionInfo *out) {
+extern "C" RFS_API int rfs_get_partition_info(int id, int p, RfsPartitionInfo *out) noexcept {
     const disk_info_t *d = mounted_disk(id);
     if (!d) return -1;
     if (!out) return RFS_ERR_NULL;

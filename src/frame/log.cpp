@@ -100,7 +100,7 @@ extern "C" RFS_API int rfs_set_log_sink(rfs_log_sink_t sink, void *user) noexcep
     return 0;
 }
 
-extern "C" RFS_API int rfs_set_output_sink(rfs_output_sink_t sink, void *user) {
+extern "C" RFS_API int rfs_set_output_sink(rfs_output_sink_t sink, void *user) noexcept {
     rfs::g_output_sink = sink;
     rfs::g_output_sink_user = user;
     return 0;

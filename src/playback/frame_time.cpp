@@ -6,7 +6,7 @@
 
 using namespace rfs;
 
-extern "C" RFS_API int rfs_frame_time(const void *frame, int len, RfsDateTime *out) {
+extern "C" RFS_API int rfs_frame_time(const void *frame, int len, RfsDateTime *out) noexcept {
     if (!frame || !out) return RFS_ERR_NULL;
     const auto *h = static_cast<const uint8_t *>(frame);
     if (len < int(frame_header::kSize) || frame_header::tag(h) != kMagicQKFm) return RFS_ERR_FAILED;

@@ -123,6 +123,7 @@ class Boundary : public ::testing::Test {
     uint32_t mb_ = 0;
     uint8_t fs_ = 0;
     RfsRepairAction actions_[4] = {};
+    RfsPartitionInfo part_{};
 };
 
 std::vector<Row> Boundary::rows() {
@@ -157,6 +158,11 @@ std::vector<Row> Boundary::rows() {
         {"data file size, empty slot", [] { return rfs_get_data_file_size(9); }, kErr, kErr, kErr},
         {"disk size, empty slot", [&] { return rfs_get_disk_size(9, &mb_, &mb_, &fs_); }, kErr, kErr, kErr},
         {"disk size, no outputs", [] { return rfs_get_disk_size(0, nullptr, nullptr, nullptr); }, RFS_ERR_NULL, RFS_ERR_NULL, RFS_ERR_NULL},
+        {"partition info, disk 32", [&] { return rfs_get_partition_info(32, 0, &part_); }, kErr, kErr, kErr},
+        {"partition info, empty slot", [&] { return rfs_get_partition_info(9, 0, &part_); }, kErr, kErr, kErr},
+        {"partition info, partition 1 of 1", [&] { return rfs_get_partition_info(0, 1, &part_); }, RFS_ERR_MISSING, RFS_ERR_MISSING, RFS_ERR_MISSING},
+        {"partition info, partition -1", [&] { return rfs_get_partition_info(0, -1, &part_); }, RFS_ERR_MISSING, RFS_ERR_MISSING, RFS_ERR_MISSING},
+        {"partition info, no output", [] { return rfs_get_partition_info(0, 0, nullptr); }, RFS_ERR_NULL, RFS_ERR_NULL, RFS_ERR_NULL},
         // Search
         {"find, no parameters", [&] { return rfs_find_start(nullptr, &list_, 0); }, RFS_ERR_NULL, kErr, kErr},
         {"find merged, no output", [&] { return search(2, false); }, RFS_ERR_NULL, kErr, kErr},
@@ -210,6 +216,9 @@ std::vector<Row> Boundary::rows() {
         {"next key frame, never positioned", [&] { return rfs_get_next_kframe(never_rd_, b, 4096, &skip_, 1, nullptr); }, kNotRun, 0, 0},
         {"current key frame, never positioned", [&] { return rfs_get_current_kframe(stopped_rd_, b, 4096, &skip_, nullptr); },
          RFS_ERR_KFRAME_INDEX, RFS_ERR_KFRAME_INDEX, RFS_ERR_KFRAME_INDEX},
+        {"frame time, no frame", [&] { return rfs_frame_time(nullptr, 4096, &out_.start); }, RFS_ERR_NULL, RFS_ERR_NULL, RFS_ERR_NULL},
+        {"frame time, shorter than a header", [&] { return rfs_frame_time(b, 39, &out_.start); }, kErr, kErr, kErr},
+        {"frame time, negative length", [&] { return rfs_frame_time(b, -1, &out_.start); }, kErr, kErr, kErr},
         {"first key frame, channel -1", [&] { void *p = nullptr; int n = 0; return rfs_get_first_iframe(-1, t_, t_, &p, &n); }, kErr, kErr, kErr},
         {"first key frame, start after end", [&] { void *p = nullptr; int n = 0; return rfs_get_first_iframe(2, t_, before_, &p, &n); }, kErr, kErr, kErr},
         {"first key frame, no outputs", [&] { return rfs_get_first_iframe(2, before_, t_, nullptr, nullptr); }, kErr, kErr, kErr},
