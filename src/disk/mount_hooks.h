@@ -14,6 +14,11 @@ namespace rfs {
 int mount_repair_partition(DiskParamBlock *b, PartitionRecord *slot, const char *path, int *fd,
                            int p);
 
+// Reports the repair of partition p as failed before it began: the partition
+// was flagged, but what its record claims lies outside the disk, so nothing
+// of it is repaired and its flag stays set on disk.
+void mount_repair_refused(int p);
+
 // Reads the disk's label head into `head` (raw: at the block's label area
 // offset; NAS: at offset 0 of label0). 0 or negative.
 int mount_load_label_head(const char *path, const DiskParamBlock *b, LabelHead *head);

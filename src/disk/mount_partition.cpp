@@ -31,6 +31,7 @@ int read_partition_record(int fd, DiskParamBlock *b, int p, PartitionRecord *slo
         return -1;
     }
     if (partition_contents_fit(*b, p, *slot, fd, path)) return 0;
+    if (needs_repair(*slot)) mount_repair_refused(p);
     *slot = PartitionRecord{};
     return -1;
 }

@@ -168,6 +168,17 @@ TEST_F(DiskTest, GeometryOutsideTheDiskIsRefusedBeforeAnyAccess) {
         rfs_remove_disk(1);
     }
     EXPECT_EQ(rfs::g_max_part_file_nr, 4);
+    // A partition the recorder was writing: its repair is reported as failed
+    // before it began, and nothing is written.
+    std::string path = make_disk(small_disk(), [](rec::Recorder &r) { r.set_repair_flag(0, true); }, "flagged");
+    patch_block(real("flagged"), 4, le32(uint32_t(geometry_.total_bytes / mb - 1)));
+    rfs_set_nas_mode(0);
+    rfs_host::fault_reset_counts();
+    ASSERT_EQ(rfs_add_disk(1, path.c_str(), 0, 0, nullptr), 0);
+    RfsRepairAction a[2] = {};
+    EXPECT_EQ(rfs_get_repair_actions(1, a, 2), 1);
+    EXPECT_EQ(std::tuple(a[0].kind, a[0].flags, a[0].partition), std::tuple(RFS_REPAIR_PARTITION, RFS_REPAIR_FAILED, 0));
+    EXPECT_EQ(rfs_host::fault_counts().bytes_written, 0u);
 }
 
 // Sixteen partitions, the most a block describes, all mount; partition 15
