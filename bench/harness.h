@@ -1,7 +1,8 @@
 // One measurement is one Entry: it sets the library up (untimed) and hands
-// back the operation to time. The runner times the operation, records the
-// storage calls one run of it makes, times their replay through plain pread
-// in the same process, and reports both, so the ratio is what counts.
+// back the operation to time. The runner records the storage calls one run
+// of it makes, then times the operation and the replay of those calls
+// through plain pread in turns, in the same process, and reports both, so
+// the ratio is what counts.
 #pragma once
 
 #include <cstdint>

@@ -54,12 +54,13 @@ class TableReporter : public benchmark::BenchmarkReporter {
         std::map<std::string, double> c;
         for (const auto &[key, value] : run.counters) c[key] = value.value;
         r.items = c["items"] > 0 ? c["items"] : 1;
-        r.library_ns = run.GetAdjustedCPUTime() / r.items;
+        r.library_ns = c["library_ns"] / r.items;
         r.floor_ns = c["floor_ns"] / r.items;
         r.calls = c["calls"] / r.items;
         r.reads = c["reads"] / r.items;
         r.bytes = c["bytes"] / r.items;
-        for (const char *key : {"floor_ns", "calls", "reads", "bytes", "items"}) c.erase(key);
+        for (const char *key : {"library_ns", "floor_ns", "calls", "reads", "bytes", "items"})
+            c.erase(key);
         r.counters = c;
         return r;
     }
