@@ -1,6 +1,7 @@
 // The month calendar: which days of a month hold records, read from the day
 // masks of the file tables alone, or pictures, read from the picture files'
 // PicMon_ tables. Event tables are never read.
+#include <bit>
 #include <cstring>
 
 #include "disk/registry.h"
@@ -13,6 +14,7 @@ namespace rfs {
 namespace {
 
 constexpr int kDayMaskDays = 31; // bit d of a file's day mask: day d + 1
+constexpr uint32_t kDayMaskBits = (uint32_t(1) << kDayMaskDays) - 1;
 
 // A month other than 1..12 is printed and counts no day; the search goes on.
 int days_in_month(const RfsDateTime &start) {
@@ -43,7 +45,7 @@ bool type_admitted(uint64_t record_type, size_t t) {
 class RecordDays final : public ScanVisitor {
   public:
     RecordDays(const RfsSearchParam &p, RfsMonthResult *out)
-        : record_type_(p.record_type), key_(month_key(pack_time(p.start))), out_(out) {}
+        : admitted_(admitted_words(p.record_type)), key_(month_key(pack_time(p.start))), out_(out) {}
 
     // Only a file that starts in the month counts, whatever its day masks say
     // of later days: a file's masks have no month of their own.
@@ -52,22 +54,27 @@ class RecordDays final : public ScanVisitor {
         if (month_key(fi::start_time(f.record)) != key_) return kScanLeaveFile;
         uint16_t chn = fi::chn(f.record);
         for (size_t t = 0; t < fi::kDayMapWords; ++t) {
-            if (!type_admitted(record_type_, t)) continue;
-            uint32_t days = fi::day_map(f.record, t);
-            for (int d = 0; d < kDayMaskDays; ++d) {
-                if (!((days >> d) & 1)) continue;
-                out_->day_types[d] |= uint64_t(1) << t;
-                // A host may select channels beyond the 512 the result has
-                // room for; their days count in day_types only.
-                if (chn < kMaxRecChn) out_->channel_days[chn] |= uint32_t(1) << (d + 1);
-            }
+            if (!((admitted_ >> t) & 1)) continue;
+            uint32_t days = fi::day_map(f.record, t) & kDayMaskBits;
+            // A host may select channels beyond the 512 the result has
+            // room for; their days count in day_types only.
+            if (chn < kMaxRecChn) out_->channel_days[chn] |= days << 1;
+            for (; days; days &= days - 1) out_->day_types[std::countr_zero(days)] |= uint64_t(1) << t;
         }
         return kScanLeaveFile;
     }
     int on_event(const ScanFile &, int, const uint8_t *) override { return kScanLeaveFile; }
 
   private:
-    uint64_t record_type_;
+    // Bit t set when type word t passes the host's record_type.
+    static uint64_t admitted_words(uint64_t record_type) {
+        uint64_t words = 0;
+        for (size_t t = 0; t < index_file_info::kDayMapWords; ++t)
+            if (type_admitted(record_type, t)) words |= uint64_t(1) << t;
+        return words;
+    }
+
+    uint64_t admitted_;
     PackedTime key_;
     RfsMonthResult *out_;
 };

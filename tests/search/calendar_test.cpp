@@ -2,6 +2,8 @@
 // what the recorder wrote, on raw and NAS disks; malformed PicMon_ blocks.
 #include <fstream>
 
+#include "disk/layout.h"
+#include "geometry.h"
 #include "frame/bytes.h"
 #include "search_fixture.h"
 
@@ -113,6 +115,26 @@ TEST_P(CalendarTest, RecordDaysByTypeAndChannel) {
     }
     RfsSearchParam p = month("2026-03");
     EXPECT_EQ(rfs_find_start(&p, nullptr, 0), RFS_ERR_NULL);
+}
+
+// Bit 31 of a file's day mask names no day: it marks nothing, and nothing
+// past the 31 day entries (the channel words follow them in the result).
+TEST_P(CalendarTest, DayMaskBit31MarksNothing) {
+    make_disk(shape(GetParam()), [](rec::Recorder &r) {
+        rec::RecordOptions o;
+        o.fps = 1;
+        const rec::EventTruth &e = *r.record(4, at("2026-03-10 10:00:00"), at("2026-03-10 10:00:10"), rec::kTimed, o)[0];
+        std::vector<uint8_t> word(4);
+        rfs::store_le32(word.data(), 1u << 31 | 1u << 9);
+        for (int k = 0; k < 4; ++k)
+            r.damage_index_copy(e.partition, k, rec::kFileTableOffset + rfs::index_file_info::kSize * (e.file_no - 1) + rfs::index_file_info::kDayMap, word);
+    }, "a");
+    rfs_set_nas_mode(GetParam());
+    mount(0, "a");
+    RfsMonthResult m = calendar(month("2026-03"));
+    EXPECT_EQ(m.day_types[9] & 1, 1u);
+    EXPECT_EQ(m.channel_days[4], 1u << 10);
+    EXPECT_EQ(m.channel_days[0] | m.channel_days[1], 0u);
 }
 
 // Slots of a half hour by hour and minute only; events are clipped to the
