@@ -88,6 +88,22 @@ Entry event_seek_entry(const std::string &label, Mount disk, int days) {
             }};
 }
 
+// A month calendar (search_type 0) or a day timeline (1): answered into a
+// result record, no session kept.
+Entry result_entry(const std::string &name, const std::string &label, std::vector<Mount> mounts,
+                   RfsSearchParam p) {
+    return {name, label, [=] {
+                mount_disks(mounts);
+                Op op;
+                op.run = [p] {
+                    RfsSearchParam q = p;
+                    RfsMonthResult out; // the larger of the two results
+                    check(rfs_find_start(&q, &out, 0) == RFS_NO_SESSION_HANDLE, "calendar");
+                };
+                return op;
+            }};
+}
+
 } // namespace
 
 void add_search_entries(std::vector<Entry> &out, const Options &opt) {
@@ -113,6 +129,10 @@ void add_search_entries(std::vector<Entry> &out, const Options &opt) {
             RfsSearchParam recent = search_param(kStart, day_end(last), -1, 2);
             recent.search_mode = 4;
             out.push_back(search_entry("search: most recent 5000", k.label, k.mounts, recent, 5000));
+            out.push_back(result_entry("calendar: a month, all channels", k.label, k.mounts,
+                                       search_param(day_start(mid), day_end(mid), -1, 0)));
+            out.push_back(result_entry("timeline: a day, all channels", k.label, k.mounts,
+                                       search_param(day_start(mid), day_end(mid), -1, 1)));
         }
         out.push_back(navigation_entry(name + " raw", raw, day_end(last)));
         out.push_back(event_seek_entry(name + " raw", raw, std::min(s->days, 14)));
