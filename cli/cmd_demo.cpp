@@ -13,8 +13,9 @@
 #include "demo_disk.h"
 #include "disks.h"
 #include "errors.h"
-#include "safe_output.h"
 #include "event_search.h"
+#include "safe_output.h"
+#include "selection.h"
 #include "time_text.h"
 
 namespace cli {
@@ -27,8 +28,9 @@ const char kUsage[] =
     "usage: rfs demo [DIR] [--force] [--verbose]\n"
     "\n"
     "Writes a small example disk with the recorder simulator, mounts it, shows\n"
-    "its info, lists one day of one channel, seeks into an event, exports a\n"
-    "short clip and checks every exported byte against what the recorder wrote.\n"
+    "its info, a month's calendar and a day's timeline, lists one day of one\n"
+    "channel, seeks into an event, exports a short clip and checks every\n"
+    "exported byte against what the recorder wrote.\n"
     "Then writes a disk the recorder left when it lost power, shows what the\n"
     "mount repairs (in memory), exports the recording the repair saves and\n"
     "checks it the same way. Exits 0 only when both checks pass.\n"
@@ -85,7 +87,7 @@ void show_written(const DemoDisk &disk, const std::string &image) {
 }
 
 void show_seek(const RfsEvent &ev, const DemoDisk &disk, const DemoPlan &plan) {
-    heading(4, "Seek into an event");
+    heading(6, "Seek into an event");
     print_out("   channel %d at %s lies in the event %s .. %s.\n", plan.chn, plan.moment.c_str(),
             time_text(ev.start).c_str(), time_text(ev.end).c_str());
     const rec::KeyFrame *kf = key_frame_at(*disk.played, rec::t(plan.moment));
@@ -110,7 +112,20 @@ bool check_file(const std::vector<uint8_t> &expected, const std::string &file, c
     return false;
 }
 
-// Steps 1 to 6: a clean disk, listed, sought into and exported.
+// Steps 3 and 4: where the disk holds something, by day and by half hour.
+void show_month_and_day(const DemoPlan &plan) {
+    const int year = std::stoi(plan.day.substr(0, 4)), month = std::stoi(plan.day.substr(5, 2));
+    heading(3, ("The month (rfs calendar --month " + plan.day.substr(0, 7) + " --pictures --labels):").c_str());
+    BrowseQuery every;
+    every.channels = all_channels();
+    show_calendar(read_month(year, month, every, true, true));
+    heading(4, ("The day by half hour (rfs timeline --day " + plan.day + "):").c_str());
+    every.from = parse_time_text(plan.day);
+    every.to = parse_time_text(plan.day, DateOnly::EndOfDay);
+    show_timeline(plan.day, find_day_slots(every));
+}
+
+// Steps 1 to 8: a clean disk, listed, sought into and exported.
 bool play_example(const WorkDir &dir, const DemoPlan &plan, bool force, bool verbose) {
     const std::string image = dir.file("demo.img"), clip = dir.file("clip.bin");
     DemoDisk disk = write_demo_disk(image, plan);
@@ -119,35 +134,37 @@ bool play_example(const WorkDir &dir, const DemoPlan &plan, bool force, bool ver
     heading(2, "Mounted it (copy-on-write: the image is never written). rfs info:");
     show_info(disks);
 
-    heading(3, ("The events of channel " + std::to_string(plan.chn) + " on " + plan.day + " (rfs ls):").c_str());
+    show_month_and_day(plan);
+
+    heading(5, ("The events of channel " + std::to_string(plan.chn) + " on " + plan.day + " (rfs ls):").c_str());
     RfsDateTime day_start = parse_time_text(plan.day), day_end = parse_time_text(plan.day, DateOnly::EndOfDay);
     EventSearch day({{plan.chn}, day_start, day_end, ~0ull});
     show_events(disks, day.all_events());
     show_seek(day.event_at(plan.chn, parse_time_text(plan.moment)), disk, plan);
 
-    heading(5, "Export a short clip (rfs export --at)");
+    heading(7, "Export a short clip (rfs export --at)");
     RfsDateTime moment = parse_time_text(plan.moment);
     ExportSummary sum = export_events({plan.chn, true, moment, moment, false, clip, force, disks.guarded()}, disks);
     print_out("   %" PRIu64 " bytes from the seek point to the end of the event -> %s\n", sum.bytes, clip.c_str());
-    heading(6, "Check against what the recorder wrote");
+    heading(8, "Check against what the recorder wrote");
     return check_file(expected_playback(*disk.recorder, *disk.played, rec::t(plan.moment)), clip,
                       "the bytes the recorder stored");
 }
 
-// Steps 7 to 9: a disk the power cut left open, repaired in memory, and the
+// Steps 9 to 11: a disk the power cut left open, repaired in memory, and the
 // recording it saves exported.
 bool repair_example(const WorkDir &dir, const PowerLossPlan &plan, bool force, bool verbose) {
     const std::string image = dir.file("power_loss.img"), saved = dir.file("saved.bin");
     PowerLossDisk disk = write_power_loss_disk(image, plan);
-    heading(7, "The recorder lost power while recording");
+    heading(9, "The recorder lost power while recording");
     print_out("   %s: channels 0 to 3 were recording when the power went; their open events\n"
               "   and files, and the partition's repair flag, are on the disk as the cut left them.\n",
               image.c_str());
     MountedDisks disks({image}, {false, verbose, -1, false});
-    heading(8, "Mounted it: the library repairs the partition, in memory only (rfs repair):");
+    heading(10, "Mounted it: the library repairs the partition, in memory only (rfs repair):");
     show_repair(disks);
 
-    heading(9, ("The saved recording of channel " + std::to_string(plan.chn) + ", exported (rfs ls, rfs export):").c_str());
+    heading(11, ("The saved recording of channel " + std::to_string(plan.chn) + ", exported (rfs ls, rfs export):").c_str());
     RfsDateTime from = parse_time_text(plan.start), to = parse_time_text(plan.start.substr(0, 10), DateOnly::EndOfDay);
     show_events(disks, EventSearch({{plan.chn}, from, to, ~0ull}).all_events());
     ExportSummary sum = export_events({plan.chn, false, from, to, false, saved, force, disks.guarded()}, disks);
@@ -168,9 +185,12 @@ void show_next_steps(const WorkDir &dir, const DemoPlan &plan) {
             "   rfs ls %s --channel %d --from %s --to %s --json\n"
             "   rfs export %s --channel %d --at \"%s\" --keyframes -o keys.bin\n"
             "   rfs motion %s --channel %d --day %s --cells 0-11:*\n"
+            "   rfs pics %s --extract pictures\n"
+            "   rfs labels %s --keyword door\n"
             "   rfs repair %s\n",
             image.c_str(), image.c_str(), plan.chn, plan.day.c_str(), plan.day.c_str(), image.c_str(), plan.chn,
-            plan.moment.c_str(), image.c_str(), plan.chn, plan.day.c_str(), dir.file("power_loss.img").c_str());
+            plan.moment.c_str(), image.c_str(), plan.chn, plan.day.c_str(), image.c_str(), image.c_str(),
+            dir.file("power_loss.img").c_str());
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include <set>
 
 #include "args.h"
+#include "browse_search.h"
 #include "commands.h"
 #include "console.h"
 #include "disks.h"
@@ -46,14 +47,8 @@ const char kUsage[] =
     "--json holds every step (rfs repair shows them).\n";
 
 EventQuery query_from(const Args &args) {
-    EventQuery query;
-    query.channels = args.has("--channel") ? parse_channel_list(args.value("--channel")) : all_channels();
-    query.from = args.has("--from") ? parse_time_text(args.value("--from")) : earliest_time();
-    query.to = args.has("--to") ? parse_time_text(args.value("--to"), DateOnly::EndOfDay) : latest_time();
-    if (args.has("--type")) query.types = parse_type_mask(args.values("--type"));
-    if (packed(query.to) < packed(query.from)) throw UsageError("--to is before --from");
-    query.list_skipped = true; // counted, and shown with --all
-    return query;
+    BrowseQuery q = browse_query(args);
+    return {q.channels, q.from, q.to, q.types, true}; // skipped events counted, and shown with --all
 }
 
 // Events with skip_flag 1 are the recorder's to hide; without --all they are

@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "browse_search.h"
 #include "rfs.h"
 #include "safe_output.h"
 
@@ -32,12 +33,22 @@ int run_demo(const std::vector<std::string> &words);
 int run_mkdisk(const std::vector<std::string> &words);
 int run_repair(const std::vector<std::string> &words);
 int run_motion(const std::vector<std::string> &words);
+int run_calendar(const std::vector<std::string> &words);
+int run_timeline(const std::vector<std::string> &words);
+int run_pics(const std::vector<std::string> &words);
+int run_labels(const std::vector<std::string> &words);
 
 // The reports behind info and ls, also shown by the demo.
 void show_info(const MountedDisks &disks);
 void show_events(const MountedDisks &disks, const std::vector<RfsEvent> &events);
 // What the mount of each disk repaired, step by step (rfs repair).
 void show_repair(const MountedDisks &disks);
+// The month's days by kind (calendar): recordings of the selection's
+// channels and types, and pictures and labels when asked; and how they show.
+MonthDays read_month(int year, int month, const BrowseQuery &selection, bool pictures, bool labels);
+void show_calendar(const MonthDays &month);
+// The day's half hours as one bar per record type (timeline).
+void show_timeline(const std::string &day, const RfsDaySlots &slots);
 
 // What export writes: one channel's events at a moment (the event holding
 // it, from the key frame at or before it) or in a range (every event that

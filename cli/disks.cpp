@@ -96,6 +96,24 @@ std::string open_failure(const std::string &path, bool nas) {
     return "cannot open " + first;
 }
 
+// Why the label-head load of a mount failed, from the mount's log lines; ""
+// when it loaded or the disk has no label area. The load logs "label pos:"
+// once its area opens and "======labelHead:" when it is done; it fails
+// before, on, or after reading the head. The mount then logs "ret = N".
+std::string label_head_failure_line(const LibraryLines &lines) {
+    const std::vector<std::string> &l = lines.lines();
+    bool opened = false, head_read = false;
+    for (size_t i = 0; i < l.size(); ++i) {
+        if (l[i].rfind("======labelHead:", 0) == 0) return "";
+        if (l[i] == "get label head err!" || l[i] == "read chn32 label head info failed") return l[i];
+        opened |= l[i].rfind("label pos:", 0) == 0;
+        head_read |= l[i].rfind("labelHead:", 0) == 0;
+        bool open_failed = l[i].rfind("open file ", 0) == 0 && i + 1 < l.size() && l[i + 1].rfind("ret = ", 0) == 0;
+        if (!opened && open_failed) return l[i];
+    }
+    return head_read ? "err (no memory for a label half)" : "";
+}
+
 } // namespace
 
 LibraryLines::LibraryLines() : outer_(library_log().watch) { library_log().watch = this; }
@@ -198,8 +216,13 @@ void MountedDisks::mount(int id, int index_copy) {
     }
     uint64_t before_repair = rfs_host::overlay_bytes_written();
     view_bytes_ += before_repair - before_mount; // what --index-copy wrote into the overlay
+    LibraryLines mount_lines;
     int rc = rfs_add_disk(id, alias.c_str(), 0, id, nullptr);
     if (rc != 0) throw ToolError(path(id) + ": mount failed: " + error_text(rc));
+    // The line names the disk by its alias; the user knows it by its path.
+    std::string label_failure = label_head_failure_line(mount_lines);
+    if (size_t at = label_failure.find(alias); at != std::string::npos) label_failure.replace(at, alias.size(), path(id));
+    label_failures_.push_back(label_failure);
     mounted_ = id + 1;
     repairs_.push_back(read_disk_repair(id, rfs_host::overlay_bytes_written() - before_repair));
 }

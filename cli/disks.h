@@ -67,6 +67,10 @@ class MountedDisks {
     const DiskRepair &repair(int id) const { return repairs_[size_t(id)]; }
     // True for an event that the mount's repair closed at its last key frame.
     bool closed_by_repair(const RfsEvent &ev) const;
+    // The library's line when disk `id`'s label head could not be loaded at
+    // mount (the disk mounts all the same, its labels then search as empty);
+    // "" when it loaded.
+    const std::string &label_head_failure(int id) const { return label_failures_[size_t(id)]; }
 
   private:
     void check_paths();
@@ -79,6 +83,7 @@ class MountedDisks {
     std::vector<std::string> aliases_;
     std::vector<GuardedDisk> guarded_;
     std::vector<DiskRepair> repairs_;
+    std::vector<std::string> label_failures_;
     bool nas_ = false;
     bool write_ = false;
     int mounted_ = 0;

@@ -5,13 +5,13 @@
 #include "disks.h"
 #include "errors.h"
 #include "problems.h"
+#include "selection.h"
 #include "time_text.h"
 
 namespace cli {
 
 EventSearch::EventSearch(const EventQuery &query) : query_(query) {
-    std::vector<uint8_t> chn_bits(kMaxChannels / 8);
-    for (int c : query_.channels) chn_bits[size_t(c / 8)] |= uint8_t(1u << (c % 8));
+    std::vector<uint8_t> chn_bits = channel_bits(query_.channels);
     RfsSearchParam param{};
     param.data_type = 0;   // recordings
     param.search_type = 3; // one list per channel

@@ -23,6 +23,10 @@ const Command kCommands[] = {
     {"export", cli::run_export, "write one channel's stored stream to a file"},
     {"repair", cli::run_repair, "show what mounting repairs on a disk that lost power (--write makes it)"},
     {"motion", cli::run_motion, "motion segments and a heat map of one channel's day"},
+    {"calendar", cli::run_calendar, "a month's days with recordings, pictures and labels, per channel"},
+    {"timeline", cli::run_timeline, "a day's half hours with recordings, one bar per record type"},
+    {"pics", cli::run_pics, "list stored pictures; --extract writes each to a file"},
+    {"labels", cli::run_labels, "list the text labels, by keyword, channel and time"},
     {"demo", cli::run_demo, "make example disks, play and repair them, checking every byte"},
     {"mkdisk", cli::run_mkdisk, "write a disk from a recorder scenario (JSON)"},
 };

@@ -64,6 +64,12 @@ std::vector<int> all_channels() {
     return channels;
 }
 
+std::vector<uint8_t> channel_bits(const std::vector<int> &channels) {
+    std::vector<uint8_t> bits(kMaxChannels / 8);
+    for (int c : channels) bits[size_t(c / 8)] |= uint8_t(1u << (c % 8));
+    return bits;
+}
+
 std::string channel_ranges(const std::vector<int> &channels) {
     std::string text;
     for (size_t i = 0; i < channels.size();) {

@@ -11,6 +11,9 @@ namespace cli {
 // "3", "0,2,5-7". Channels 0 .. kMaxChannels-1. Throws UsageError.
 std::vector<int> parse_channel_list(const std::string &text);
 std::vector<int> all_channels();
+// The library's channel bitmap of a list: channel c is bit c % 8 of byte
+// c / 8, for kMaxChannels channels.
+std::vector<uint8_t> channel_bits(const std::vector<int> &channels);
 // "0-3,7" of a sorted list; "none" when empty.
 std::string channel_ranges(const std::vector<int> &channels);
 

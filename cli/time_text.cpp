@@ -10,11 +10,6 @@ namespace {
 
 bool leap(int year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
 
-int days_in_month(int year, int month) {
-    static const int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    return month == 2 && leap(year) ? 29 : kDays[month - 1];
-}
-
 bool valid(int y, int mo, int d, int h, int mi, int s) {
     return y >= 2000 && y <= 2063 && mo >= 1 && mo <= 12 && d >= 1 && d <= days_in_month(y, mo) &&
            h >= 0 && h < 24 && mi >= 0 && mi < 60 && s >= 0 && s < 60;
@@ -52,6 +47,15 @@ void civil_from_days(int64_t z, int64_t &y, int64_t &m, int64_t &d) {
 }
 
 } // namespace
+
+int days_in_month(int year, int month) {
+    static const int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    return month == 2 && leap(year) ? 29 : kDays[month - 1];
+}
+
+// Day 0 of days_from_civil (0000-03-01, 400-year eras of whole weeks before
+// 2000-03-01) was a Wednesday.
+int weekday(int year, int month, int day) { return int((days_from_civil(year, month, day) % 7 + 9) % 7); }
 
 RfsDateTime add_seconds(const RfsDateTime &t, int64_t seconds) {
     int64_t total = days_from_civil(t.year + 2000, t.month, t.day) * 86400 + t.hour * 3600 + t.minute * 60 +

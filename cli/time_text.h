@@ -29,6 +29,11 @@ RfsDateTime make_time(int year, int month, int day, int hour, int minute, int se
 // record) give a time that is wrong but harmless.
 RfsDateTime add_seconds(const RfsDateTime &t, int64_t seconds);
 
+// Days of a month of the calendar (year 2000..2063, month 1..12), and the
+// day of the week of a date: 0 Monday .. 6 Sunday.
+int days_in_month(int year, int month);
+int weekday(int year, int month, int day);
+
 // The first and last second the recorder can store.
 RfsDateTime earliest_time();
 RfsDateTime latest_time();

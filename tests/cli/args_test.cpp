@@ -49,6 +49,11 @@ TEST(CliArgs, BadCommandLinesFailWithAMessage) {
         {{"motion", disk, "--channel", "0", "--day", "2026-03-01 10:00:00"}, 2, "bad day"},
         {{"motion", disk, "--channel", "0", "--day", "2026-03-01", "--gap", "-1"}, 2, "bad gap '-1'"},
         {{"repair", disk, "--index-copy", "1"}, 2, "unknown option '--index-copy'"},
+        {{"calendar", disk, "--month", "2026-13"}, 2, "bad month '2026-13' (want YYYY-MM"},
+        {{"calendar", disk, "--month", "2026-3"}, 2, "bad month '2026-3'"},
+        {{"timeline", disk}, 2, "option '--day' is required"},
+        {{"pics", disk, "--extract", disk}, 2, "it is not a folder"},
+        {{"labels", disk, "--from", "2026-03-02", "--to", "2026-03-01"}, 2, "--to is before --from"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.args));
@@ -59,7 +64,8 @@ TEST(CliArgs, BadCommandLinesFailWithAMessage) {
 }
 
 TEST(CliArgs, EveryCommandHasHelp) {
-    for (const char *command : {"info", "ls", "export", "demo", "mkdisk", "repair", "motion"}) {
+    for (const char *command : {"info", "ls", "export", "demo", "mkdisk", "repair", "motion", "calendar",
+                                "timeline", "pics", "labels"}) {
         RunResult r = run_rfs({command, "--help"});
         EXPECT_EQ(r.code, 0) << command;
         EXPECT_EQ(r.out.rfind(std::string("usage: rfs ") + command, 0), 0u) << r.out;
