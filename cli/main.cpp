@@ -1,19 +1,17 @@
 // rfs: command-line access to recorder disks.
-#include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 
 #include "commands.h"
 #include "console.h"
 #include "errors.h"
-#include "problems.h"
+#include "run_command.h"
 
 namespace {
 
 struct Command {
     const char *name;
-    int (*run)(const std::vector<std::string> &words);
+    cli::CommandFn run;
     const char *summary;
 };
 
@@ -54,9 +52,6 @@ const Command *find_command(const char *name) {
 } // namespace
 
 int main(int argc, char **argv) {
-    // A file-size limit makes a write fail (EFBIG) instead of killing the tool
-    // before it can remove its temporary file.
-    signal(SIGXFSZ, SIG_IGN);
     if (argc < 2) {
         print_usage(stderr);
         return cli::kExitUsage;
@@ -74,19 +69,5 @@ int main(int argc, char **argv) {
         fprintf(stderr, "rfs: unknown command '%s' (try rfs --help)\n", argv[1]);
         return cli::kExitUsage;
     }
-    cli::problems().start(command->name);
-    try {
-        int code = command->run(std::vector<std::string>(argv + 2, argv + argc));
-        if (!cli::finish_output(command->name)) return cli::kExitFailure;
-        return code != 0 ? code : cli::problems().exit_code();
-    } catch (const cli::UsageError &e) {
-        fprintf(stderr, "rfs %s: %s (try rfs %s --help)\n", command->name, e.what(), command->name);
-        return cli::kExitUsage;
-    } catch (const cli::RefusedOutput &e) {
-        fprintf(stderr, "rfs %s: %s\n", command->name, e.what());
-        return cli::kExitUsage;
-    } catch (const std::exception &e) {
-        fprintf(stderr, "rfs %s: %s\n", command->name, e.what());
-        return cli::kExitFailure;
-    }
+    return cli::run_command(command->name, command->run, std::vector<std::string>(argv + 2, argv + argc));
 }

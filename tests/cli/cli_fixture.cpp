@@ -20,7 +20,9 @@ std::string quoted(const std::string &word) {
     return q + "'";
 }
 
-std::string rfs_binary() { return (fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "cli" / "rfs").string(); }
+std::string cli_binary(const std::string &name) {
+    return (fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "cli" / name).string();
+}
 
 std::string file_text(const std::string &path) {
     std::vector<uint8_t> bytes = read_file(path);
@@ -41,7 +43,7 @@ bool has_ref(const rec::KeyFrame &k) { return k.ref_length != 0 && k.ref_offset 
 
 RunResult run_rfs(const std::vector<std::string> &args, const RunOptions &o) {
     TempDir io;
-    std::string command = o.shell + (o.tmpdir.empty() ? "" : " TMPDIR=" + quoted(o.tmpdir)) + " " + quoted(rfs_binary());
+    std::string command = o.shell + (o.tmpdir.empty() ? "" : " TMPDIR=" + quoted(o.tmpdir)) + " " + quoted(cli_binary(o.program));
     for (const std::string &a : args) command += " " + quoted(a);
     command += " >" + quoted(o.stdout_to.empty() ? io.file("out") : o.stdout_to) + " 2>" + quoted(io.file("err"));
     int status = std::system(command.c_str());

@@ -20,9 +20,11 @@ struct RunOptions {
     std::string tmpdir = {};    // TMPDIR for the tool's temporary files
     std::string shell = {};     // shell words run first, e.g. "ulimit -f 64;"
     std::string stdout_to = {}; // a file for standard output instead of RunResult::out
+    std::string program = "rfs"; // or another tool built beside it: "rfs-mkdisk"
 };
 
-// Runs <build>/cli/rfs (next to this test's own build folder) with `args`.
+// Runs <build>/cli/rfs (next to this test's own build folder), or another
+// program there, with `args`.
 RunResult run_rfs(const std::vector<std::string> &args, const RunOptions &options = {});
 
 // A digest of a disk: every byte of an image (holes skipped, so sparse

@@ -74,6 +74,9 @@ TEST(CliEvidence, OutputsThatCouldHurtAreRefused) {
          "File too large", {.shell = "ulimit -f 64;"}},
         {"mkdisk over a disk", {"mkdisk", scenario, d.raw}, 2, "it exists (--force replaces it)"},
         {"mkdisk into a NAS disk", {"mkdisk", scenario, "--nas", d.nas}, 2, "the folder is not empty"},
+        {"rfs-mkdisk over a disk", {scenario, d.raw}, 2, "it exists (--force replaces it)", {.program = "rfs-mkdisk"}},
+        {"rfs-mkdisk into a NAS disk", {scenario, "--nas", d.nas}, 2, "not empty", {.program = "rfs-mkdisk"}},
+        {"pictures into a NAS disk", {"pics", d.nas, "--extract", d.nas + "/pictures"}, 2, "inside the NAS disk"},
         {"standard output to a full device", export_args(d.raw, "-"), 1, "cannot write standard output",
          {.stdout_to = "/dev/full"}},
     };
