@@ -139,6 +139,10 @@ PictureSearch::PictureSearch(const BrowseQuery &query) {
     handle_ = rfs_find_start(&r.param, &unused, 0);
     if (handle_ < 0) throw ToolError("the picture search failed: " + error_text(handle_));
     report_cut_search(lines, "the picture search");
+    for (const std::string &line : lines.lines())
+        if (line.rfind("pic table out of file", 0) == 0)
+            problems().add("pictures", "a picture file's table runs past the end of its data file; only the "
+                                       "records inside it are listed (library: " + line + ")");
     RfsPicList list{};
     int rc = rfs_get_pic(handle_, 0, &list);
     if (rc != 0) {

@@ -3,6 +3,7 @@
 // and its extraction byte for byte, the label search; what cannot be read or
 // written is said.
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <set>
 
@@ -179,6 +180,45 @@ TEST_P(CliBrowseTest, AnUnreadableLabelAreaIsSaid) {
     Value month = json({"calendar", "--month", "2026-03", "--labels", "--strict"}, 1);
     EXPECT_TRUE(month.at("labels").items().empty());
     EXPECT_EQ(month.at("problems")[0].at("text").str(), doc.at("problems")[0].at("text").str());
+}
+
+// A picture record whose length or offset a damaged disk made too large is
+// listed but not read; a label's control bytes never reach the terminal.
+TEST(CliBrowse, DamagedPictureRecordsAndLabelTextsAreSaidNotFollowed) {
+    TempDir dir;
+    rec::DiskShape shape;
+    shape.files_per_partition = 2;
+    const std::string disk = dir.file("disk.img"), out = dir.file("pictures");
+    rec::Recorder r(shape, disk);
+    const rec::PictureTruth good = r.snapshot(1, rec::t("2026-03-01 10:00:00"), 100);
+    const rec::PictureTruth huge = r.snapshot(1, rec::t("2026-03-01 10:00:01"), 100);
+    const rec::PictureTruth beyond = r.snapshot(1, rec::t("2026-03-01 10:00:02"), 100);
+    r.label(2, rec::t("2026-03-01 10:00:00"), "\x1b[2Jgone\\");
+    r.finish();
+    auto poke = [&](const rec::PictureTruth &p, uint32_t field, uint32_t value) {
+        std::fstream f(disk, std::ios::in | std::ios::out | std::ios::binary);
+        f.seekp(std::streamoff(r.geometry().data_file_base(p.partition, p.file_no) + p.record_pos + field));
+        for (int i = 0; i < 4; ++i) f.put(char(value >> (8 * i)));
+    };
+    poke(huge, 12, 0x7FFFFFFF);   // its length
+    poke(beyond, 8, 0x0FFFFFF0);  // its offset: 16 of its 100 bytes lie inside its file
+
+    RunResult pics = run_rfs({"pics", disk, "--extract", out, "--json", "--strict"});
+    EXPECT_EQ(pics.code, 1) << pics.err;
+    Value doc = Value::parse(pics.out);
+    ASSERT_EQ(doc.at("pictures").size(), 3u);
+    EXPECT_EQ(doc.at("pictures")[0].at("extracted").str(), "ch001_20260301-100000.bin");
+    EXPECT_TRUE(read_file(out + "/ch001_20260301-100000.bin") == r.picture_bytes(good));
+    EXPECT_TRUE(doc.at("pictures")[1].at("extracted").is_null() && doc.at("pictures")[2].at("extracted").is_null());
+    ASSERT_EQ(doc.at("problems").size(), 2u);
+    EXPECT_NE(doc.at("problems")[0].at("text").str().find("more than the 64 MiB"), std::string::npos);
+    EXPECT_NE(doc.at("problems")[1].at("text").str().find("cannot be read"), std::string::npos);
+
+    RunResult labels = run_rfs({"labels", disk});
+    EXPECT_NE(labels.out.find("  \\x1b[2Jgone\\\\\n"), std::string::npos) << labels.out;
+    EXPECT_EQ(labels.out.find('\033'), std::string::npos);
+    Value json = Value::parse(run_rfs({"labels", disk, "--json"}).out);
+    EXPECT_EQ(json.at("labels")[0].at("text").str(), "\x1b[2Jgone\\");
 }
 
 INSTANTIATE_TEST_SUITE_P(RawAndNas, CliBrowseTest, ::testing::Bool(),
