@@ -8,19 +8,16 @@
 #include <string>
 #include <vector>
 
+#include "event_search.h"
 #include "rfs.h"
 
 namespace cli {
 
 class MountedDisks;
 
-// What a browsing search selects. `from` and `to` are inclusive.
-struct BrowseQuery {
-    std::vector<int> channels;
-    RfsDateTime from{};
-    RfsDateTime to{};
-    uint64_t types = ~0ull;
-};
+// What a browsing search selects: channels, an inclusive time range and
+// record types, as an event search takes them (list_skipped plays no part).
+using BrowseQuery = EventQuery;
 
 // --channel, --from, --to and --type of a browsing command, each when given
 // (default: every channel, all time, every type). Throws UsageError.

@@ -47,8 +47,9 @@ const char kUsage[] =
     "--json holds every step (rfs repair shows them).\n";
 
 EventQuery query_from(const Args &args) {
-    BrowseQuery q = browse_query(args);
-    return {q.channels, q.from, q.to, q.types, true}; // skipped events counted, and shown with --all
+    EventQuery query = browse_query(args);
+    query.list_skipped = true; // counted, and shown with --all
+    return query;
 }
 
 // Events with skip_flag 1 are the recorder's to hide; without --all they are
