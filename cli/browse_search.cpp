@@ -103,7 +103,11 @@ void find_picture_days(const BrowseQuery &month, MonthDays &out) {
         last.channels = all_channels();
         last.from = make_time(out.year, out.month, 31, 0, 0, 0);
         last.to = make_time(out.year, out.month, 31, 23, 59, 59);
-        out.pictures[30] = !PictureSearch(last).pictures().empty();
+        try {
+            out.pictures[30] = !PictureSearch(last).pictures().empty();
+        } catch (const ToolError &e) {
+            problems().add("pictures", std::string("whether the 31st has pictures cannot be told: ") + e.what());
+        }
     }
 }
 

@@ -96,6 +96,19 @@ std::string open_failure(const std::string &path, bool nas) {
     return "cannot open " + first;
 }
 
+// The library names disks by their aliases ("/rfs/d0/file3"); the user knows
+// them by their paths.
+std::string with_real_paths(std::string text) {
+    for (size_t at = text.find("/rfs/d"); at != std::string::npos; at = text.find("/rfs/d", at + 1)) {
+        size_t end = text.find_first_of(" ,;:()\t", at);
+        std::string alias = text.substr(at, end == std::string::npos ? std::string::npos : end - at);
+        std::string real = rfs_host::resolve_alias(alias);
+        text.replace(at, alias.size(), real);
+        at += real.size() - 1;
+    }
+    return text;
+}
+
 // Why the label-head load of a mount failed, from the mount's log lines; ""
 // when it loaded or the disk has no label area. The load logs "label pos:"
 // once its area opens and "======labelHead:" when it is done; it fails
@@ -126,7 +139,7 @@ void LibraryLines::add(const std::string &line) {
     size_t at = line.find("] "); // after the time prefix "[YYYY-MM-DD HH:MM:SS] "
     std::string text = line.substr(line[0] == '[' && at != std::string::npos ? at + 2 : 0);
     while (!text.empty() && text.back() == '\n') text.pop_back();
-    lines_.push_back(text);
+    lines_.push_back(with_real_paths(text));
 }
 
 std::string LibraryLines::find(const std::string &text) const {
@@ -219,10 +232,7 @@ void MountedDisks::mount(int id, int index_copy) {
     LibraryLines mount_lines;
     int rc = rfs_add_disk(id, alias.c_str(), 0, id, nullptr);
     if (rc != 0) throw ToolError(path(id) + ": mount failed: " + error_text(rc));
-    // The line names the disk by its alias; the user knows it by its path.
-    std::string label_failure = label_head_failure_line(mount_lines);
-    if (size_t at = label_failure.find(alias); at != std::string::npos) label_failure.replace(at, alias.size(), path(id));
-    label_failures_.push_back(label_failure);
+    label_failures_.push_back(label_head_failure_line(mount_lines));
     mounted_ = id + 1;
     repairs_.push_back(read_disk_repair(id, rfs_host::overlay_bytes_written() - before_repair));
 }

@@ -221,5 +221,19 @@ TEST(CliBrowse, DamagedPictureRecordsAndLabelTextsAreSaidNotFollowed) {
     EXPECT_EQ(json.at("labels")[0].at("text").str(), "\x1b[2Jgone\\");
 }
 
+// A picture file cut short: its month table and its picture table are gone.
+// The calendar says so and still shows the days it could read.
+TEST_P(CliBrowseTest, APictureFileThatCannotBeReadIsSaid) {
+    if (!GetParam()) GTEST_SKIP() << "a NAS disk's data file is a file of its own";
+    fs::resize_file(disk_ + "/file" + std::to_string(rec_->pictures()[0].file_no - 1), 8192);
+    Value doc = json({"calendar", "--month", "2026-03", "--pictures", "--strict"}, 1);
+    EXPECT_EQ(ints(doc.at("pictures")), Days{});
+    std::vector<std::string> texts;
+    for (const Value &p : doc.at("problems").items()) texts.push_back(p.at("kind").str() + ": " + p.at("text").str());
+    ASSERT_EQ(texts.size(), 2u) << testing::PrintToString(texts);
+    EXPECT_NE(texts[0].find("pictures: a picture file's month table was skipped"), std::string::npos) << texts[0];
+    EXPECT_NE(texts[1].find("pictures: whether the 31st has pictures cannot be told"), std::string::npos) << texts[1];
+}
+
 INSTANTIATE_TEST_SUITE_P(RawAndNas, CliBrowseTest, ::testing::Bool(),
                          [](const auto &info) { return info.param ? "Nas" : "Raw"; });
