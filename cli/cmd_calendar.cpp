@@ -20,8 +20,8 @@ namespace {
 
 const char kUsage[] =
     "usage: rfs calendar DISK... --month YYYY-MM [--channel LIST] [--type MASK|NAME...]\n"
-    "                            [--pictures] [--labels] [--json] [--strict] [--index-copy K]\n"
-    "                            [--write] [--verbose]\n"
+    "                            [--pictures] [--labels] [--json] [--strict]\n"
+    "                            [--index-copy K] [--write] [--verbose]\n"
     "\n"
     "Shows the month as a calendar grid, Monday first, with a mark (*) on each\n"
     "day that holds recordings of the chosen channels and types (and, when\n"
