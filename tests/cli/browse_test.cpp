@@ -98,6 +98,10 @@ TEST_P(CliBrowseTest, CalendarMarksTheDaysOfEachKindAndChannel) {
               std::string::npos) << r.out;
     EXPECT_NE(r.out.find("\n 30  31*\n"), std::string::npos) << r.out;
     EXPECT_EQ(r.out.find('\033'), std::string::npos);
+    // On a terminal the marked days are highlighted as well.
+    RunResult tty = run_rfs({"calendar", disk_, "--month", "2026-03"}, {.terminal = true});
+    if (tty.code == 127) GTEST_SKIP() << "no script(1) to give the tool a terminal";
+    EXPECT_NE(tty.out.find("  2   3   4  \033[7m 5\033[0m*  6"), std::string::npos) << tty.out;
 }
 
 // 00:00-00:20 is the tail of a recording that began the day before; 08:00

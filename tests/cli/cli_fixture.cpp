@@ -45,6 +45,7 @@ RunResult run_rfs(const std::vector<std::string> &args, const RunOptions &o) {
     TempDir io;
     std::string command = o.shell + (o.tmpdir.empty() ? "" : " TMPDIR=" + quoted(o.tmpdir)) + " " + quoted(cli_binary(o.program));
     for (const std::string &a : args) command += " " + quoted(a);
+    if (o.terminal) command = "script -qec " + quoted(std::string(command)) + " /dev/null";
     command += " >" + quoted(o.stdout_to.empty() ? io.file("out") : o.stdout_to) + " 2>" + quoted(io.file("err"));
     int status = std::system(command.c_str());
     RunResult r;

@@ -21,6 +21,7 @@ struct RunOptions {
     std::string shell = {};     // shell words run first, e.g. "ulimit -f 64;"
     std::string stdout_to = {}; // a file for standard output instead of RunResult::out
     std::string program = "rfs"; // or another tool built beside it: "rfs-mkdisk"
+    bool terminal = false;       // standard output is a terminal (through script(1)); lines end "\r\n"
 };
 
 // Runs <build>/cli/rfs (next to this test's own build folder), or another
