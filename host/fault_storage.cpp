@@ -60,6 +60,7 @@ int fail_with(int err) {
 
 uint32_t shortened(const FaultRule &r, uint32_t len) {
     ++state().counts.failed;
+    if (r.action == FaultAction::tear) return len / 2;
     return len == 0 ? 0 : std::min(r.keep, len - 1);
 }
 

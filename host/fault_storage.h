@@ -10,9 +10,10 @@
 //  - a call number: the N-th call of that operation, counted from 1 since the
 //    last fault_reset_counts() (0 = any call).
 // A matching call either fails (result -1 with errno `err`, EIO unless set;
-// nothing reaches the wrapped storage) or is shortened (only the first
+// nothing reaches the wrapped storage), is shortened (only the first
 // min(keep, len - 1) bytes are passed on, so the caller sees a short count;
-// for a write, exactly those bytes are applied). The first matching rule wins.
+// for a write, exactly those bytes are applied) or is torn (the first half of
+// its bytes are passed on: a write torn part-way). The first matching rule wins.
 //
 // Power loss: after fault_power_loss_after(n), writes numbered above n are
 // not applied but report success, and sync reports success, as a writer sees
@@ -35,7 +36,7 @@
 namespace rfs_host {
 
 enum class FaultOp { open, read, write };
-enum class FaultAction { fail, shorten };
+enum class FaultAction { fail, shorten, tear };
 
 struct FaultRule {
     FaultOp op = FaultOp::read;

@@ -1,0 +1,223 @@
+// Every storage call an operation makes, failed or cut short once, each in a
+// fresh state: the operation ends in one of its listed codes, writes nothing
+// outside the index (nothing at all when it only reads), delivers no byte
+// that is not on the disk, and a clean mount afterwards finds every event.
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+
+#include "hostile.h"
+
+namespace {
+
+using rfs_host::FaultAction;
+using rfs_host::FaultOp;
+
+struct Ctx {
+    const SampleDisk *disk = nullptr;
+    int handle = -1, pictures = -1, rd = -1;
+    RfsEvent ev{};                 // channel 0's first event: reference frames, motion
+    std::vector<uint8_t> got;      // what the reads delivered, head_skip removed
+    std::vector<uint8_t> buf = std::vector<uint8_t>(256 * 1024);
+};
+using Step = std::function<int(Ctx &)>;
+
+int mount(Ctx &c) { return rfs_add_disk(0, c.disk->path.c_str(), 0, 0, nullptr); }
+
+int search(Ctx &c) {
+    RfsSearchParam p = whole_year(0, 3);
+    RfsEventList l{};
+    if ((c.handle = rfs_find_start(&p, nullptr, 0)) >= 0 && rfs_get_event(uint32_t(c.handle), 0, &l) == 0 && l.count)
+        c.ev = l.list[0];
+    return c.handle;
+}
+
+int seek(Ctx &c) {
+    if (c.rd < 0) c.rd = rfs_read_start(0);
+    return rfs_tseek(c.rd, &c.ev.start, 1, 0, &c.ev, 1);
+}
+
+int read_all(Ctx &c) {
+    unsigned skip = 0;
+    int r = 0;
+    for (int i = 0; i < 1000 && (r = rfs_read(c.rd, c.buf.data(), int(c.buf.size()), &skip, nullptr)) > 0; ++i)
+        c.got.insert(c.got.end(), c.buf.begin() + skip, c.buf.begin() + r);
+    return r;
+}
+
+int kframe_steps(Ctx &c) {
+    unsigned skip = 0;
+    RfsDateTime t{};
+    int len = int(c.buf.size()), r = 0;
+    for (int i = 0; i < 3 && r >= 0; ++i) r = rfs_get_next_kframe(c.rd, c.buf.data(), len, &skip, 1, &t);
+    for (int i = 0; i < 3 && r >= 0; ++i) r = rfs_get_prev_kframe(c.rd, c.buf.data(), len, &skip, 1, &t);
+    return r < 0 ? r : rfs_get_current_kframe(c.rd, c.buf.data(), len, &skip, &t);
+}
+
+int find(Ctx &, uint8_t data_type, uint8_t search_type, void *out) {
+    RfsSearchParam p = whole_year(data_type, search_type);
+    return rfs_find_start(&p, out, 0);
+}
+
+struct SweepCase {
+    const char *name;
+    SampleKind disk;
+    std::vector<Step> before; // done without faults
+    Step op;
+    std::vector<int> codes;   // the failures it may report; any result >= 0 is success
+    bool writes = false;      // may write the index (recovery, repair); else nothing at all
+};
+
+// The operations and the codes they list for a failed or short storage call.
+std::vector<SweepCase> sweep_cases() {
+    static RfsMonthResult month;
+    static RfsDaySlots slots;
+    static RfsEventList merged;
+    return {
+        {"mount raw", SampleKind::raw, {}, mount, {-1, -12}, true},
+        {"mount NAS", SampleKind::nas, {}, mount, {-1, -12}, true},
+        {"mount with repair", SampleKind::power_cut, {}, mount, {-1, -12}, true},
+        {"event search", SampleKind::raw, {mount}, search, {-12, -13, -14}, true},
+        {"event search NAS", SampleKind::nas, {mount}, search, {-12, -13, -14}, true},
+        {"calendar", SampleKind::raw, {mount}, [](Ctx &c) { return find(c, 0, 0, &month); }, {-12, -13, -14}, true},
+        {"picture calendar", SampleKind::raw, {mount}, [](Ctx &c) { return find(c, 1, 0, &month); }, {-12, -13, -14}, true},
+        {"timeline", SampleKind::raw, {mount}, [](Ctx &c) { return find(c, 0, 1, &slots); }, {-12, -13, -14}, true},
+        {"picture search", SampleKind::raw, {mount}, [](Ctx &c) { return c.pictures = find(c, 1, 2, &merged); },
+         {-12, -13, -14}, true},
+        {"label search", SampleKind::raw, {mount},
+         [](Ctx &) {
+             RfsSearchParam p = whole_year(2, 3);
+             return RFS_HAS(rfs_find_label_start) ? rfs_find_label_start(&p, "") : 0;
+         },
+         {-1}},
+        {"seek", SampleKind::raw, {mount, search}, seek, {-13, -15}},
+        {"seek NAS", SampleKind::nas, {mount, search}, seek, {-13, -15, -35}},
+        {"seek by key", SampleKind::raw, {mount, search},
+         [](Ctx &c) {
+             RfsEventKey key{0, c.ev.event_id, uint16_t(c.ev.record_id), uint8_t(c.ev.record_id >> 16), 0, 0,
+                             c.ev.start, c.ev.end};
+             return rfs_tseek_for_index(c.rd = rfs_read_start(0), &c.ev.start, 1, 0, &key);
+         },
+         {-13, -14, -15}, true},
+        // A media read that fails with EIO reports an unstable disk (-35) in
+        // either storage mode.
+        {"read", SampleKind::raw, {mount, search, seek}, read_all, {-15, -16, -35}},
+        {"read NAS", SampleKind::nas, {mount, search, seek}, read_all, {-15, -16, -35}},
+        {"key-frame steps", SampleKind::raw, {mount, search, seek}, kframe_steps, {-1, -15, -16, -35}},
+        {"motion read", SampleKind::raw, {mount, search},
+         [](Ctx &c) {
+             if (!RFS_HAS(rfs_read_moarea)) return 0;
+             uint8_t mask[72];
+             std::fill(std::begin(mask), std::end(mask), 0xFF);
+             MoareaResult m{};
+             int r = rfs_read_moarea(mask, &c.ev, 1, &m);
+             rfs_read_moarea_stop(&m);
+             return r;
+         },
+         {-13, -31}},
+        {"first key frame", SampleKind::raw, {mount},
+         [](Ctx &) {
+             if (!RFS_HAS(rfs_get_first_iframe)) return 0;
+             void *frame = nullptr;
+             int len = 0;
+             int r = rfs_get_first_iframe(0, RfsDateTime{0, 0, 0, 10, 1, 3, 26}, RfsDateTime{0, 0, 1, 10, 1, 3, 26},
+                                          &frame, &len);
+             std::free(frame);
+             return r;
+         },
+         {-1}, true},
+        {"picture read", SampleKind::raw, {mount, [](Ctx &c) { return c.pictures = find(c, 1, 2, &merged); }},
+         [](Ctx &c) {
+             RfsPicList l{};
+             if (!RFS_HAS(rfs_get_pic) || rfs_get_pic(c.pictures, 0, &l) != 0 || l.count == 0) return 0;
+             unsigned skip = 0;
+             return rfs_read_pic(c.rd = rfs_read_start(0), &l.list[0], c.buf.data(), int(c.buf.size()), &skip);
+         },
+         {-13, -15}},
+    };
+}
+
+constexpr int kNotReached = INT_MIN; // a step before the operation failed
+
+// Runs the case in a fresh state with `rule` (none: a clean run).
+int run(const SweepCase &sc, Ctx &c, const rfs_host::FaultRule *rule) {
+    const SampleDisk &disk = sample_disk(sc.disk);
+    start(disk, disk.files);
+    rfs_init(kChannels, 1);
+    c = Ctx{};
+    c.disk = &disk;
+    for (const Step &step : sc.before)
+        if (step(c) < 0) return kNotReached;
+    rfs_host::fault_reset_counts();
+    if (rule) rfs_host::fault_add(*rule);
+    int r = sc.op(c);
+    rfs_host::fault_clear_rules();
+    return r;
+}
+
+// What a clean mount of the disk as it is now lists.
+std::vector<Listed> remount(const SampleDisk &disk) {
+    rfs_host::MemoryFiles now = rfs_host::memory_files();
+    start(disk, now);
+    rfs_init(kChannels, 1);
+    EXPECT_EQ(rfs_add_disk(0, disk.path.c_str(), 0, 0, nullptr), 0);
+    return listed_events();
+}
+
+void check_run(const SweepCase &sc, const Ctx &c, int r, const std::vector<Listed> &clean) {
+    const SampleDisk &disk = *c.disk;
+    EXPECT_TRUE(r >= 0 || std::count(sc.codes.begin(), sc.codes.end(), r)) << "result " << r;
+    for (const auto &[file, page] : rfs_host::memory_changed_pages(disk.files, rfs_host::memory_files()))
+        EXPECT_TRUE(sc.writes && index_page(disk, file, page, sc.disk == SampleKind::power_cut))
+            << "wrote page " << page << " of " << file;
+    std::vector<uint8_t> stored = disk.recorder->stream(disk.recorder->events().front());
+    EXPECT_TRUE(c.got.size() <= stored.size() && std::equal(c.got.begin(), c.got.end(), stored.begin()))
+        << "delivered bytes that are not the event's";
+    if (sc.writes) {
+        EXPECT_EQ(remount(disk), clean) << "a clean mount afterwards lost events";
+    }
+}
+
+TEST(FaultSweep, EveryStorageCallFailedOrShortenedOnce) {
+    for (const SweepCase &sc : sweep_cases()) {
+        SCOPED_TRACE(sc.name);
+        Ctx c;
+        int r = run(sc, c, nullptr);
+        rfs_host::FaultCounts counts = rfs_host::fault_counts();
+        if (r == kNotReached || counts.opens + counts.reads + counts.writes == 0) {
+            std::printf("%s: no storage call in this build\n", sc.name);
+            continue;
+        }
+        ASSERT_GE(r, 0) << "the operation fails without faults";
+        std::vector<Listed> clean = remount(*c.disk);
+        // Reads fail or come back short; writes fail, move nothing, or tear.
+        const std::pair<FaultOp, std::vector<FaultAction>> kinds[] = {
+            {FaultOp::open, {FaultAction::fail}},
+            {FaultOp::read, {FaultAction::fail, FaultAction::tear}},
+            {FaultOp::write, {FaultAction::fail, FaultAction::shorten, FaultAction::tear}},
+        };
+        int runs = 0;
+        for (const auto &[op, actions] : kinds) {
+            uint64_t n = op == FaultOp::open ? counts.opens : op == FaultOp::read ? counts.reads : counts.writes;
+            for (uint64_t k = 1; k <= n; ++k) {
+                for (FaultAction action : actions) {
+                    rfs_host::FaultRule rule;
+                    rule.op = op;
+                    rule.action = action;
+                    rule.call = k;
+                    SCOPED_TRACE(testing::Message() << "call " << k << " of op " << int(op) << ", action "
+                                                    << int(rule.action));
+                    check_run(sc, c, run(sc, c, &rule), clean);
+                    ++runs;
+                }
+            }
+        }
+        std::printf("%s: %llu opens, %llu reads, %llu writes; %d faulty runs\n", sc.name,
+                    (unsigned long long)counts.opens, (unsigned long long)counts.reads,
+                    (unsigned long long)counts.writes, runs);
+    }
+    reset_library();
+}
+
+} // namespace

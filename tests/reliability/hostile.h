@@ -1,0 +1,127 @@
+// The sample disks in memory storage behind the fault-injecting wrapper, and
+// what the hostile-input tests check after every run: where the library wrote,
+// and that a clean mount afterwards still finds every event.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include "exercise.h"
+#include "fault_storage.h"
+#include "memory_storage.h"
+#include "optional_exports.h"
+#include "sample_disk.h"
+
+constexpr int kChannels = 16;
+
+// Back to the state at load: no session, no disk, not initialised.
+inline void reset_library() {
+    for (uint32_t h = 0; h < 64; ++h) rfs_find_stop(h);
+    for (int rd = 0; rd < 64; ++rd) rfs_read_stop(rd);
+    for (int id = 0; id < 32; ++id) rfs_remove_disk(id);
+    rfs_exit();
+}
+
+// `files` as the disk's storage, behind the wrapper (no rules, counts at 0),
+// in the disk's storage mode; the library not initialised.
+inline void start(const SampleDisk &disk, const rfs_host::MemoryFiles &files) {
+    reset_library();
+    rfs_host::memory_files() = files;
+    rfs_host::fault_install(rfs_host::memory_ops());
+    rfs_set_nas_mode(disk.nas ? 1 : 0);
+}
+
+// Every channel, every record type, all of 2026.
+inline RfsSearchParam whole_year(uint8_t data_type, uint8_t search_type) {
+    static uint8_t channels[kChannels / 8] = {0xFF, 0xFF};
+    RfsSearchParam p{};
+    p.data_type = data_type;
+    p.search_type = search_type;
+    p.chnCnt = kChannels;
+    p.record_type = ~0ull;
+    p.start = RfsDateTime{0, 0, 0, 0, 1, 1, 26};
+    p.end = RfsDateTime{0, 59, 59, 23, 31, 12, 26};
+    p.chnBit = channels;
+    return p;
+}
+
+// (record_id, event, channel, start day-second, end day-second)
+using Listed = std::tuple<uint32_t, int, int, int, int>;
+
+// What a search over everything lists on the disk mounted in slot 0.
+inline std::vector<Listed> listed_events() {
+    std::vector<Listed> out;
+    RfsSearchParam p = whole_year(0, 3);
+    int h = rfs_find_start(&p, nullptr, 0);
+    for (int chn = 0; h >= 0 && chn < kChannels; ++chn) {
+        RfsEventList l{};
+        rfs_get_event(uint32_t(h), chn, &l);
+        for (int i = 0; i < l.count; ++i) {
+            const RfsEvent &e = l.list[i];
+            out.emplace_back(e.record_id, e.event_id, e.chn, e.start.hour * 3600 + e.start.minute * 60 + e.start.second,
+                             e.end.hour * 3600 + e.end.minute * 60 + e.end.second);
+        }
+    }
+    if (h >= 0) rfs_find_stop(uint32_t(h));
+    return out;
+}
+
+// Whether the library may have changed page `page` of `file`: the index copies
+// and the parameter block hold everything it writes; repair also rewrites the
+// copy of a file record at the head of each data file.
+inline bool index_page(const SampleDisk &disk, const std::string &file, uint64_t page, bool repair) {
+    uint64_t at = page * rfs_host::kMemoryPageSize;
+    if (disk.nas) return file.find("/index") != std::string::npos || (repair && file.find("/file") != std::string::npos && page == 0);
+    const rec::Geometry &g = disk.geometry();
+    bool in_index = at >= g.part_base[0] && at < g.part_base[0] + 4ull * g.index_copy_size;
+    bool file_head = repair && at >= g.part_base[0] + g.data_area_start &&
+                     (at - g.part_base[0] - g.data_area_start) % g.file_size == 0;
+    return page == 0 || in_index || file_head;
+}
+
+// Ends the test program when a run takes longer than `seconds`: a hang must
+// fail, and say which run it was.
+class Deadline {
+  public:
+    Deadline(int seconds, std::string what)
+        : watch_([this, seconds, what = std::move(what)] {
+              std::unique_lock<std::mutex> lock(mutex_);
+              if (!done_cv_.wait_for(lock, std::chrono::seconds(seconds), [this] { return done_; })) {
+                  std::fprintf(stderr, "hang: %s took more than %d s\n", what.c_str(), seconds);
+                  std::abort();
+              }
+          }) {}
+    ~Deadline() {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            done_ = true;
+        }
+        done_cv_.notify_one();
+        watch_.join();
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable done_cv_;
+    bool done_ = false;
+    std::thread watch_; // last: starts when the rest is ready
+};
+
+// Peak resident memory of this process, in MiB.
+inline long peak_rss_mb() {
+    rusage u{};
+    getrusage(RUSAGE_SELF, &u);
+    return u.ru_maxrss / 1024;
+}
