@@ -165,7 +165,7 @@ void event_searches(Run &run) {
     RfsEventList merged{};
     p = run.param(0, 2);
     if ((h = rfs_find_start(&p, &merged, 0)) >= 0) {
-        budget = run.limits.events / 4;
+        budget = run.limits.events;
         walk_channel(run, uint32_t(h), 0, budget);
         rfs_find_stop(uint32_t(h));
     }

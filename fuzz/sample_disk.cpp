@@ -6,27 +6,32 @@
 
 namespace {
 
-// Records the sample's life on `r`.
+// Records the sample's life on `r`. Channel 0's first event has a key frame
+// every second, so its key-frame index fills more than one 4 KiB block.
 void live(rec::Recorder &r, SampleKind kind) {
     using rec::t;
-    rec::RecordOptions with_refs;
-    with_refs.fps = 5;
-    with_refs.key_interval = 5;
-    with_refs.ref_every = 2;
-    with_refs.motion_step = 1;
+    rec::RecordOptions every_second;
+    every_second.fps = 1;
+    every_second.key_interval = 1;
+    every_second.ref_every = 2;
+    every_second.motion_step = 5;
     rec::RecordOptions plain;
     plain.fps = 5;
     plain.key_interval = 5;
     plain.tail_frames = 2;
-    r.record(0, t("2026-03-01 10:00:00"), t("2026-03-01 10:00:20"), rec::kMotion, with_refs);
+    r.record(0, t("2026-03-01 10:00:00"), t("2026-03-01 10:02:20"), rec::kMotion, every_second);
     r.record(1, t("2026-03-01 10:00:10"), t("2026-03-01 10:00:30"), rec::kTimed | rec::kAlarm, plain);
-    r.record(0, t("2026-03-01 10:01:00"), t("2026-03-01 10:01:08"), rec::kTimed, plain);
+    r.record(0, t("2026-03-01 10:03:00"), t("2026-03-01 10:03:08"), rec::kTimed, plain);
+    r.record(3, t("2026-03-01 10:00:40"), t("2026-03-01 10:00:50"), rec::kManual, plain);
     r.snapshot(0, t("2026-03-01 10:00:05"), 3000);
     r.snapshot(1, t("2026-03-01 10:00:15"), 5000);
     r.label(0, t("2026-03-01 10:00:06"), "door opened");
     r.label(1, t("2026-03-01 10:00:20"), "car");
-    if (kind != SampleKind::power_cut) return r.finish();
-    r.record_interrupted(2, t("2026-03-01 10:02:00"), t("2026-03-01 10:02:12"), rec::kMotion, with_refs,
+    if (kind != SampleKind::power_cut) {
+        r.finish();
+        return;
+    }
+    r.record_interrupted(2, t("2026-03-01 10:04:00"), t("2026-03-01 10:04:12"), rec::kMotion, every_second,
                          rec::Cut::KeyFramesWritten);
     r.power_loss();
 }
@@ -36,7 +41,7 @@ std::unique_ptr<SampleDisk> build(SampleKind kind) {
     disk->nas = kind == SampleKind::nas;
     disk->path = kind == SampleKind::raw ? "/mem/raw" : kind == SampleKind::nas ? "/mem/nas" : "/mem/cut";
     rec::DiskShape shape;
-    shape.files_per_partition = 4;
+    shape.files_per_partition = 5;
     shape.headers_only = true;
     shape.nas = disk->nas;
 

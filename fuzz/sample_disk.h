@@ -3,10 +3,10 @@
 // recorder simulator (frames shrunk to their headers, so every byte on the
 // disk is an index, a header or a table) and never changes afterwards.
 //
-// Channel 0 records with reference frames and motion records, channel 1 with
-// plain key frames and a trimmed tail; both have pictures and labels. The
-// power-cut disk adds channel 2, cut while writing, with its partition
-// flagged for repair.
+// Channel 0 records with reference frames and motion records, channels 1 and
+// 3 with plain key frames and a trimmed tail; channels 0 and 1 have pictures
+// and labels. The power-cut disk adds channel 2, cut while writing, with its
+// partition flagged for repair.
 #pragma once
 
 #include <memory>

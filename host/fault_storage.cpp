@@ -1,6 +1,7 @@
 #include "fault_storage.h"
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <vector>
 
@@ -100,8 +101,13 @@ int checked_transfer(FaultOp op, uint64_t nr, int fd, uint32_t len, int64_t offs
 int fault_read(int fd, void *buf, uint32_t len, int64_t offset) {
     return without_exceptions([&] {
         FaultState &s = state();
+        // The part of the buffer a shortened read did not fill is scribbled
+        // over, so that stale bytes there cannot pass for the disk's.
         return checked_transfer(FaultOp::read, ++s.counts.reads, fd, len, offset, s.counts.bytes_read,
-                                [&](uint32_t n) { return s.inner.read(fd, buf, n, offset); });
+                                [&](uint32_t n) {
+                                    std::memset(static_cast<char *>(buf) + n, 0xA5, len - n);
+                                    return s.inner.read(fd, buf, n, offset);
+                                });
     });
 }
 

@@ -13,7 +13,8 @@
 // nothing reaches the wrapped storage), is shortened (only the first
 // min(keep, len - 1) bytes are passed on, so the caller sees a short count;
 // for a write, exactly those bytes are applied) or is torn (the first half of
-// its bytes are passed on: a write torn part-way). The first matching rule wins.
+// its bytes are passed on: a write torn part-way). The rest of the buffer of a
+// shortened or torn read is overwritten. The first matching rule wins.
 //
 // Power loss: after fault_power_loss_after(n), writes numbered above n are
 // not applied but report success, and sync reports success, as a writer sees

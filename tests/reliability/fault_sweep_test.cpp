@@ -19,6 +19,7 @@ struct Ctx {
     int handle = -1, pictures = -1, rd = -1;
     RfsEvent ev{};                 // channel 0's first event: reference frames, motion
     std::vector<uint8_t> got;      // what the reads delivered, head_skip removed
+    std::vector<Listed> listed;    // what the event search listed
     std::vector<uint8_t> buf = std::vector<uint8_t>(256 * 1024);
 };
 using Step = std::function<int(Ctx &)>;
@@ -28,8 +29,9 @@ int mount(Ctx &c) { return rfs_add_disk(0, c.disk->path.c_str(), 0, 0, nullptr);
 int search(Ctx &c) {
     RfsSearchParam p = whole_year(0, 3);
     RfsEventList l{};
-    if ((c.handle = rfs_find_start(&p, nullptr, 0)) >= 0 && rfs_get_event(uint32_t(c.handle), 0, &l) == 0 && l.count)
-        c.ev = l.list[0];
+    if ((c.handle = rfs_find_start(&p, nullptr, 0)) < 0) return c.handle;
+    if (rfs_get_event(uint32_t(c.handle), 0, &l) == 0 && l.count) c.ev = l.list[0];
+    c.listed = listed_events(uint32_t(c.handle));
     return c.handle;
 }
 
@@ -38,11 +40,16 @@ int seek(Ctx &c) {
     return rfs_tseek(c.rd, &c.ev.start, 1, 0, &c.ev, 1);
 }
 
+// Reads the event in 4 KiB deliveries into a buffer scribbled over before
+// each, so that a read cut short cannot pass for the event's bytes.
 int read_all(Ctx &c) {
     unsigned skip = 0;
     int r = 0;
-    for (int i = 0; i < 1000 && (r = rfs_read(c.rd, c.buf.data(), int(c.buf.size()), &skip, nullptr)) > 0; ++i)
+    for (int i = 0; i < 1000; ++i) {
+        std::fill(c.buf.begin(), c.buf.end(), 0xA5);
+        if ((r = rfs_read(c.rd, c.buf.data(), 4096, &skip, nullptr)) <= 0) break;
         c.got.insert(c.got.end(), c.buf.begin() + skip, c.buf.begin() + r);
+    }
     return r;
 }
 
@@ -53,6 +60,30 @@ int kframe_steps(Ctx &c) {
     for (int i = 0; i < 3 && r >= 0; ++i) r = rfs_get_next_kframe(c.rd, c.buf.data(), len, &skip, 1, &t);
     for (int i = 0; i < 3 && r >= 0; ++i) r = rfs_get_prev_kframe(c.rd, c.buf.data(), len, &skip, 1, &t);
     return r < 0 ? r : rfs_get_current_kframe(c.rd, c.buf.data(), len, &skip, &t);
+}
+
+// A seek onto the oldest key frame of an index block of channel 0's first
+// event, so that a step to an older frame leaves the cached block.
+int seek_block_edge(Ctx &c) {
+    const std::vector<rec::KeyFrame> &kf = c.disk->recorder->events().front().kframes;
+    size_t i = 1;
+    while (i < kf.size() && kf[i].entry_pos / 4096 == kf[i - 1].entry_pos / 4096) ++i;
+    if (i == kf.size()) return -1;
+    rec::TimeFields f = rec::unpack_time(kf[i].time);
+    RfsDateTime at{0, uint8_t(f.second), uint8_t(f.minute), uint8_t(f.hour), uint8_t(f.day), uint8_t(f.month),
+                   uint16_t(f.year - 2000)};
+    c.rd = rfs_read_start(0);
+    return rfs_tseek(c.rd, &at, 1, 0, &c.ev, 0);
+}
+
+int steps_across(Ctx &c) {
+    unsigned skip = 0;
+    RfsDateTime t{};
+    int len = int(c.buf.size()), r = 0;
+    for (int step : {-1, -1, 1, 1, 1, -1})
+        if (r >= 0) r = step < 0 ? rfs_get_prev_kframe(c.rd, c.buf.data(), len, &skip, 1, &t)
+                                 : rfs_get_next_kframe(c.rd, c.buf.data(), len, &skip, 1, &t);
+    return r;
 }
 
 int find(Ctx &, uint8_t data_type, uint8_t search_type, void *out) {
@@ -67,6 +98,7 @@ struct SweepCase {
     Step op;
     std::vector<int> codes;   // the failures it may report; any result >= 0 is success
     bool writes = false;      // may write the index (recovery, repair); else nothing at all
+    bool lists = false;       // a search that, when it succeeds, lists every event
 };
 
 // The operations and the codes they list for a failed or short storage call.
@@ -78,8 +110,8 @@ std::vector<SweepCase> sweep_cases() {
         {"mount raw", SampleKind::raw, {}, mount, {-1, -12}, true},
         {"mount NAS", SampleKind::nas, {}, mount, {-1, -12}, true},
         {"mount with repair", SampleKind::power_cut, {}, mount, {-1, -12}, true},
-        {"event search", SampleKind::raw, {mount}, search, {-12, -13, -14}, true},
-        {"event search NAS", SampleKind::nas, {mount}, search, {-12, -13, -14}, true},
+        {"event search", SampleKind::raw, {mount}, search, {-12, -13, -14}, true, true},
+        {"event search NAS", SampleKind::nas, {mount}, search, {-12, -13, -14}, true, true},
         {"calendar", SampleKind::raw, {mount}, [](Ctx &c) { return find(c, 0, 0, &month); }, {-12, -13, -14}, true},
         {"picture calendar", SampleKind::raw, {mount}, [](Ctx &c) { return find(c, 1, 0, &month); }, {-12, -13, -14}, true},
         {"timeline", SampleKind::raw, {mount}, [](Ctx &c) { return find(c, 0, 1, &slots); }, {-12, -13, -14}, true},
@@ -105,6 +137,8 @@ std::vector<SweepCase> sweep_cases() {
         {"read", SampleKind::raw, {mount, search, seek}, read_all, {-15, -16, -35}},
         {"read NAS", SampleKind::nas, {mount, search, seek}, read_all, {-15, -16, -35}},
         {"key-frame steps", SampleKind::raw, {mount, search, seek}, kframe_steps, {-1, -15, -16, -35}},
+        {"key-frame steps across blocks", SampleKind::raw, {mount, search, seek_block_edge}, steps_across,
+         {-1, -15, -16, -35}},
         {"motion read", SampleKind::raw, {mount, search},
          [](Ctx &c) {
              if (!RFS_HAS(rfs_read_moarea)) return 0;
@@ -174,6 +208,9 @@ void check_run(const SweepCase &sc, const Ctx &c, int r, const std::vector<Liste
     std::vector<uint8_t> stored = disk.recorder->stream(disk.recorder->events().front());
     EXPECT_TRUE(c.got.size() <= stored.size() && std::equal(c.got.begin(), c.got.end(), stored.begin()))
         << "delivered bytes that are not the event's";
+    if (sc.lists && r >= 0) {
+        EXPECT_EQ(c.listed, clean) << "a search that succeeded did not list every event";
+    }
     if (sc.writes) {
         EXPECT_EQ(remount(disk), clean) << "a clean mount afterwards lost events";
     }

@@ -60,21 +60,28 @@ inline RfsSearchParam whole_year(uint8_t data_type, uint8_t search_type) {
 // (record_id, event, channel, start day-second, end day-second)
 using Listed = std::tuple<uint32_t, int, int, int, int>;
 
-// What a search over everything lists on the disk mounted in slot 0.
-inline std::vector<Listed> listed_events() {
+// What the per-channel lists of search `h` hold.
+inline std::vector<Listed> listed_events(uint32_t h) {
     std::vector<Listed> out;
-    RfsSearchParam p = whole_year(0, 3);
-    int h = rfs_find_start(&p, nullptr, 0);
-    for (int chn = 0; h >= 0 && chn < kChannels; ++chn) {
+    for (int chn = 0; chn < kChannels; ++chn) {
         RfsEventList l{};
-        rfs_get_event(uint32_t(h), chn, &l);
+        rfs_get_event(h, chn, &l);
         for (int i = 0; i < l.count; ++i) {
             const RfsEvent &e = l.list[i];
             out.emplace_back(e.record_id, e.event_id, e.chn, e.start.hour * 3600 + e.start.minute * 60 + e.start.second,
                              e.end.hour * 3600 + e.end.minute * 60 + e.end.second);
         }
     }
-    if (h >= 0) rfs_find_stop(uint32_t(h));
+    return out;
+}
+
+// What a search over everything lists on the disk mounted in slot 0.
+inline std::vector<Listed> listed_events() {
+    RfsSearchParam p = whole_year(0, 3);
+    int h = rfs_find_start(&p, nullptr, 0);
+    if (h < 0) return {};
+    std::vector<Listed> out = listed_events(uint32_t(h));
+    rfs_find_stop(uint32_t(h));
     return out;
 }
 

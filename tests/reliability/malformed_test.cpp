@@ -57,7 +57,8 @@ std::vector<std::pair<std::string, uint64_t>> places(const SampleDisk &d, At at)
 
 constexpr int kAny = 1;        // no expectation
 constexpr int kRefused = -1;   // rfs_add_disk fails
-constexpr int kAll = 3;        // the sample's three closed events
+constexpr int kAll = 4;        // the sample's four closed events
+constexpr int kSought = 8;     // seeks that find a key frame: each event, in two searches
 
 struct Malformed {
     const char *name;
@@ -67,6 +68,7 @@ struct Malformed {
     int mount = 0;   // 0, kRefused or kAny
     int events = kAll; // events listed, or kAny
     SampleKind disk = SampleKind::raw;
+    int sought = kAny; // seeks that found a key frame
 };
 
 std::vector<Malformed> cases() {
@@ -82,7 +84,7 @@ std::vector<Malformed> cases() {
         {"part_count 16", At::block, 12, {16}, 0, kAll},
         {"part_count 17", At::block, 12, {17}, kRefused, 0},
         {"part_count 255", At::block, 12, {255}, kRefused, 0},
-        {"disk_state 3", At::block, 14, {3}},
+        {"disk_state 3", At::block, 14, {3}, 0, kAll, SampleKind::raw, kSought},
         {"part_base at the end", At::block, 72, le64(end), 0, 0},
         {"part_base one page before the end", At::block, 72, le64(end - 4096), 0, 0},
         {"part_base past the end", At::block, 72, le64(end + 1), 0, 0},
@@ -104,29 +106,29 @@ std::vector<Malformed> cases() {
         {"file_nr 0", At::part, 4, {0, 0}, 0, 0},
         {"part_state 2", At::part, 10, {2}, 0, 0},
         {"record range inverted", At::part, 16, le64(0x00000000FFFFFFFFull), 0, 0},
-        // File record of channel 0's file (its two events).
-        {"File wrong", At::file, 0, text("Filx"), 0, 1},
+        // File record of channel 0's file (two of the four events).
+        {"File wrong", At::file, 0, text("Filx"), 0, kAll - 2},
         {"event_nr at its maximum", At::file, 6, {0xFF, 0xFF}},
-        {"event_nr 0", At::file, 6, {0, 0}, 0, 1},
-        {"channel at its maximum", At::file, 8, {0xFF, 0xFF}, 0, 1},
-        {"file_state 0", At::file, 10, {0}, 0, 1},
-        {"file_type 7", At::file, 11, {7}, 0, 1},
-        {"file times out of range", At::file, 16, le64(0xFFFFFFFFFFFFFFFFull), 0, 1},
+        {"event_nr 0", At::file, 6, {0, 0}, 0, kAll - 2},
+        {"channel at its maximum", At::file, 8, {0xFF, 0xFF}, 0, kAll - 2},
+        {"file_state 0", At::file, 10, {0}, 0, kAll - 2},
+        {"file_type 7", At::file, 11, {7}, 0, kAll - 2},
+        {"file times out of range", At::file, 16, le64(0xFFFFFFFFFFFFFFFFull), 0, kAll - 2},
         // Event record of channel 0's first event.
-        {"Even wrong", At::event, 0, text("Evex"), 0, 2},
-        {"event times out of range", At::event, 4, le32(~0u), 0, 2},
-        {"event starts after its end", At::event, 40, le32(0x04000000), 0, 2},
-        {"data_start past the file", At::event, 8, le32(~0u - 15)},
-        {"data_size at its maximum", At::event, 44, le32(~0u)},
+        {"Even wrong", At::event, 0, text("Evex"), 0, kAll - 1},
+        {"event times out of range", At::event, 4, le32(~0u), 0, kAll - 1},
+        {"event starts after its end", At::event, 40, le32(0x04000000), 0, kAll - 1},
+        {"data_start past the file", At::event, 8, le32(~0u - 15), 0, kAll, SampleKind::raw, kSought - 2},
+        {"data_size at its maximum", At::event, 44, le32(~0u), 0, kAll, SampleKind::raw, kSought - 2},
         {"data_size 0", At::event, 44, le32(0)},
-        {"key-frame index inverted", At::event, 12, le32(0)},
-        {"key-frame index at its maximum", At::event, 12, le32(~0u)},
-        {"newest key frame past the file", At::event, 48, le32(~0u - 31)},
+        {"key-frame index inverted", At::event, 12, le32(0), 0, kAll, SampleKind::raw, kSought - 2},
+        {"key-frame index at its maximum", At::event, 12, le32(~0u), 0, kAll, SampleKind::raw, kSought - 2},
+        {"newest key frame past the file", At::event, 48, le32(~0u - 31), 0, kAll, SampleKind::raw, kSought - 2},
         {"motion range at its maximum", At::event, 56, le32(~0u)},
         {"motion range inverted", At::event, 28, le32(~0u)},
-        {"skip_flag 1", At::event, 52, {1}, 0, 2},
+        {"skip_flag 1", At::event, 52, {1}, 0, kAll - 1},
         // Newest key-frame entry and a frame header of that event.
-        {"key frame past the event", At::kframe, 8, le32(~0u - 7)},
+        {"key frame past the event", At::kframe, 8, le32(~0u - 7), 0, kAll, SampleKind::raw, kSought},
         {"key frame length at its maximum", At::kframe, 12, le32(~0u)},
         {"key frame length 0", At::kframe, 12, le32(0)},
         {"reference frame at its maximum", At::kframe, 16, le64(~0ull)},
@@ -174,6 +176,7 @@ TEST(Malformed, EachFieldAtItsLimits) {
         }
         EXPECT_TRUE(m.mount == kAny || r.mount == m.mount) << "mount " << r.mount;
         EXPECT_TRUE(m.events == kAny || r.events_found == m.events) << r.events_found << " events";
+        EXPECT_TRUE(m.sought == kAny || r.events_read == m.sought) << r.events_read << " seeks";
         for (const auto &[file, page] : rfs_host::memory_changed_pages(before, rfs_host::memory_files()))
             EXPECT_TRUE(index_page(disk, file, page, m.disk == SampleKind::power_cut))
                 << "wrote page " << page << " of " << file;
