@@ -21,12 +21,12 @@ uint32_t packed(const RfsDateTime &t) {
 }
 
 struct Run {
-    explicit Run(const ExerciseLimits &l) : limits(l) {}
+    explicit Run(const ExerciseLimits &l) : limits(l) { std::fill(std::begin(motion_mask), std::end(motion_mask), 0xFF); }
     const ExerciseLimits &limits;
     ExerciseResult result;
     std::vector<uint8_t> buf = std::vector<uint8_t>(kBufferSize);
     uint8_t channels[kChannels / 8] = {0xFF, 0xFF};
-    uint8_t motion_mask[72];
+    uint8_t motion_mask[72]; // every cell
     // The span of the events found; the whole packed-time range until then.
     RfsDateTime first = at(0, 1, 1, 0, 0, 0), last = at(63, 12, 31, 23, 59, 59);
     bool found_any = false;
@@ -42,28 +42,33 @@ struct Run {
         p.chnBit = channels;
         return p;
     }
-    void count(int delivered) {
-        if (delivered > 0) result.bytes_read += uint64_t(delivered);
+
+    // Counts a delivery and reads the time in the frame header it starts with.
+    int delivered(int r, unsigned skip) {
+        RfsDateTime t{};
+        if (r <= 0 || unsigned(r) < skip) return r;
+        result.bytes_read += uint64_t(r);
+        rfs_frame_time(buf.data() + skip, r - int(skip), &t);
+        return r;
     }
 };
 
 void read_stream(Run &run, int rd) {
     unsigned skip = 0;
     RfsDateTime frame_time{};
-    for (int i = 0; i < run.limits.reads_per_event; ++i) {
-        int r = rfs_read(rd, run.buf.data(), kBufferSize, &skip, &frame_time);
-        if (r <= 0) break;
-        run.count(r);
-    }
+    for (int i = 0; i < run.limits.reads_per_event; ++i)
+        if (run.delivered(rfs_read(rd, run.buf.data(), kBufferSize, &skip, &frame_time), skip) <= 0) break;
 }
 
 void step_kframes(Run &run, int rd) {
     unsigned skip = 0;
     RfsDateTime t{};
     uint8_t *buf = run.buf.data();
-    for (int i = 0; i < run.limits.kframe_steps; ++i) run.count(rfs_get_next_kframe(rd, buf, kBufferSize, &skip, 1, &t));
-    for (int i = 0; i < run.limits.kframe_steps; ++i) run.count(rfs_get_prev_kframe(rd, buf, kBufferSize, &skip, 1, &t));
-    run.count(rfs_get_current_kframe(rd, buf, kBufferSize, &skip, &t));
+    for (int i = 0; i < run.limits.kframe_steps; ++i)
+        run.delivered(rfs_get_next_kframe(rd, buf, kBufferSize, &skip, 1, &t), skip);
+    for (int i = 0; i < run.limits.kframe_steps; ++i)
+        run.delivered(rfs_get_prev_kframe(rd, buf, kBufferSize, &skip, 1, &t), skip);
+    run.delivered(rfs_get_current_kframe(rd, buf, kBufferSize, &skip, &t), skip);
 }
 
 RfsEventKey key_of(const RfsEvent &ev) {
@@ -164,6 +169,7 @@ void event_searches(Run &run) {
 
     RfsEventList merged{};
     p = run.param(0, 2);
+    p.reserved = RFS_SEARCH_LIST_SKIPPED;
     if ((h = rfs_find_start(&p, &merged, 0)) >= 0) {
         budget = run.limits.events;
         walk_channel(run, uint32_t(h), 0, budget);
@@ -209,7 +215,7 @@ void pictures(Run &run) {
         run.result.pictures = list.count;
         unsigned skip = 0;
         for (int i = 0; RFS_HAS(rfs_read_pic) && rd >= 0 && i < std::min(list.count, run.limits.pictures); ++i)
-            run.count(rfs_read_pic(rd, &list.list[i], run.buf.data(), kBufferSize, &skip));
+            run.delivered(rfs_read_pic(rd, &list.list[i], run.buf.data(), kBufferSize, &skip), skip);
     }
     rfs_read_stop(rd);
     rfs_find_stop(uint32_t(h));
@@ -232,6 +238,10 @@ void mounted_disk(Run &run) {
     uint8_t fs_type = 0;
     rfs_get_data_file_size(0);
     rfs_get_disk_size(0, &total_mb, &free_mb, &fs_type);
+    RfsRepairAction actions[64];
+    rfs_get_repair_actions(0, actions, 64);
+    RfsPartitionInfo info{};
+    for (int p = 0; p <= 16; ++p) rfs_get_partition_info(0, p, &info);
     event_searches(run);
     summaries(run);
     pictures(run);
@@ -242,7 +252,6 @@ void mounted_disk(Run &run) {
 
 ExerciseResult exercise_disk(const char *path, const ExerciseLimits &limits) {
     Run run(limits);
-    std::fill(std::begin(run.motion_mask), std::end(run.motion_mask), 0xFF);
     rfs_init(kChannels, 1);
     rfs_format_is_valid(path);
     run.result.mount = rfs_add_disk(0, path, 0, 0, nullptr);

@@ -47,16 +47,18 @@ TEST(DamagedDisks, MountSearchAndReadEverything) {
             SCOPED_TRACE(testing::Message() << disk.path << " seed " << seed);
             rfs_host::MemoryFiles copy = damaged(disk, uint64_t(seed));
             start(disk, copy);
+            BlockLayout layout = block_layout(disk);
             ExerciseResult r;
             {
                 Deadline deadline(kDeadlineSeconds, disk.path + " seed " + std::to_string(seed));
                 r = exercise_disk(disk.path.c_str());
             }
+            EXPECT_LE(rfs_host::fault_counts().bytes_written, max_written(disk, layout));
             mounted += r.mount == 0;
             with_events += r.events_found > 0;
             events_read += r.events_read;
             for (const auto &[file, page] : rfs_host::memory_changed_pages(copy, rfs_host::memory_files()))
-                EXPECT_TRUE(index_page(disk, file, page, kind == SampleKind::power_cut))
+                EXPECT_TRUE(index_page(disk, layout, file, page, kind == SampleKind::power_cut))
                     << "wrote page " << page << " of " << file;
         }
         std::printf("%s: %d copies, %d mounted, %d listed events, %d events read\n", disk.path.c_str(),

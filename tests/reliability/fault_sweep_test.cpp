@@ -203,7 +203,7 @@ void check_run(const SweepCase &sc, const Ctx &c, int r, const std::vector<Liste
     const SampleDisk &disk = *c.disk;
     EXPECT_TRUE(r >= 0 || std::count(sc.codes.begin(), sc.codes.end(), r)) << "result " << r;
     for (const auto &[file, page] : rfs_host::memory_changed_pages(disk.files, rfs_host::memory_files()))
-        EXPECT_TRUE(sc.writes && index_page(disk, file, page, sc.disk == SampleKind::power_cut))
+        EXPECT_TRUE(sc.writes && index_page(disk, block_layout(disk), file, page, sc.disk == SampleKind::power_cut))
             << "wrote page " << page << " of " << file;
     std::vector<uint8_t> stored = disk.recorder->stream(disk.recorder->events().front());
     EXPECT_TRUE(c.got.size() <= stored.size() && std::equal(c.got.begin(), c.got.end(), stored.begin()))

@@ -41,6 +41,7 @@ inline void start(const SampleDisk &disk, const rfs_host::MemoryFiles &files) {
     rfs_host::memory_files() = files;
     rfs_host::fault_install(rfs_host::memory_ops());
     rfs_set_nas_mode(disk.nas ? 1 : 0);
+    rfs_set_output_sink([](int, const char *, void *) {}, nullptr); // dumps and perror lines
 }
 
 // Every channel, every record type, all of 2026.
@@ -85,17 +86,45 @@ inline std::vector<Listed> listed_events() {
     return out;
 }
 
-// Whether the library may have changed page `page` of `file`: the index copies
-// and the parameter block hold everything it writes; repair also rewrites the
-// copy of a file record at the head of each data file.
-inline bool index_page(const SampleDisk &disk, const std::string &file, uint64_t page, bool repair) {
+// Where the disk's own parameter block puts partition 0's index copies and
+// data files: a damaged block moves them, and the library goes by the block.
+struct BlockLayout {
+    uint64_t part_base = 0, copy_size = 0, data_start = 0, file_size = 0;
+};
+
+inline BlockLayout block_layout(const SampleDisk &disk) {
+    std::vector<uint8_t> b = rfs_host::memory_read(disk.block_files()[0], 128, 272);
+    auto le = [&](size_t at, int n) {
+        uint64_t v = 0;
+        for (int i = n - 1; i >= 0; --i) v = v << 8 | b[at + size_t(i)];
+        return v;
+    };
+    uint64_t size = le(64, 4), start = le(68, 4);
+    bool known = size == 0x10000000 || size == 0x20000000 || size == 0x40000000;
+    return {le(72, 8), le(216, 4), start == 0 && size == 0 ? 0x20000000 : start, known ? size : 0x10000000};
+}
+
+// Whether the library may have changed page `page` of `file`: the parameter
+// block and the index copies hold everything it writes; repair also rewrites
+// the copy of a file record at the head of each data file.
+inline bool index_page(const SampleDisk &disk, const BlockLayout &l, const std::string &file, uint64_t page,
+                       bool repair) {
     uint64_t at = page * rfs_host::kMemoryPageSize;
-    if (disk.nas) return file.find("/index") != std::string::npos || (repair && file.find("/file") != std::string::npos && page == 0);
-    const rec::Geometry &g = disk.geometry();
-    bool in_index = at >= g.part_base[0] && at < g.part_base[0] + 4ull * g.index_copy_size;
-    bool file_head = repair && at >= g.part_base[0] + g.data_area_start &&
-                     (at - g.part_base[0] - g.data_area_start) % g.file_size == 0;
+    if (disk.nas) return file.find("/index") != std::string::npos || (repair && page == 0);
+    bool in_index = at + rfs_host::kMemoryPageSize > l.part_base && at - l.part_base < 4 * l.copy_size;
+    uint64_t in_file = (at - l.part_base - l.data_start) % l.file_size; // modulo 2^64, as the library adds
+    bool file_head = repair && (in_file < 336 || in_file > l.file_size - rfs_host::kMemoryPageSize);
     return page == 0 || in_index || file_head;
+}
+
+// What the library may write at the most: a recovery copies one index copy
+// (and the good copy onto itself when the spare refuses it), as long as the
+// four copies the block describes lie inside the disk; repair and the state
+// reset rewrite a few records.
+inline uint64_t max_written(const SampleDisk &disk, const BlockLayout &l) {
+    uint64_t size = rfs_host::memory_files()[disk.index_file(0)].size, copies = disk.nas ? 1 : 4;
+    bool inside = copies * l.copy_size <= size && l.part_base <= size - copies * l.copy_size;
+    return (inside ? 2 * l.copy_size : 0) + (1 << 20);
 }
 
 // Ends the test program when a run takes longer than `seconds`: a hang must

@@ -169,6 +169,7 @@ TEST(Malformed, EachFieldAtItsLimits) {
         }
         rfs_host::MemoryFiles before = rfs_host::memory_files();
         start(disk, before);
+        BlockLayout layout = block_layout(disk);
         ExerciseResult r;
         {
             Deadline deadline(60, m.name);
@@ -177,10 +178,31 @@ TEST(Malformed, EachFieldAtItsLimits) {
         EXPECT_TRUE(m.mount == kAny || r.mount == m.mount) << "mount " << r.mount;
         EXPECT_TRUE(m.events == kAny || r.events_found == m.events) << r.events_found << " events";
         EXPECT_TRUE(m.sought == kAny || r.events_read == m.sought) << r.events_read << " seeks";
+        EXPECT_LE(rfs_host::fault_counts().bytes_written, max_written(disk, layout));
         for (const auto &[file, page] : rfs_host::memory_changed_pages(before, rfs_host::memory_files()))
-            EXPECT_TRUE(index_page(disk, file, page, m.disk == SampleKind::power_cut))
+            EXPECT_TRUE(index_page(disk, layout, file, page, m.disk == SampleKind::power_cut))
                 << "wrote page " << page << " of " << file;
     }
+    reset_library();
+}
+
+// Found by the damaged-disk run (the power-cut disk, seed 739): a block whose
+// index copy size puts copies 1 to 3 past the disk's end mounts, repair's
+// write to the secondary copy fails, the spare refuses the recovery copy, and
+// the good copy is then copied onto itself at the block's copy size: 1.3 GB
+// read and rewritten in place. Disabled until mounting checks every index
+// copy against the disk (the partition is then unusable and nothing is
+// written).
+TEST(Malformed, DISABLED_IndexCopiesPastTheDiskAreNeverCopied) {
+    const SampleDisk &disk = sample_disk(SampleKind::power_cut);
+    rfs_host::memory_files() = disk.files;
+    const uint8_t copy_size[4] = {0x00, 0x00, 0x02, 0xFF}; // 0xFF020000
+    rfs_host::memory_write(disk.path, 128 + 216, copy_size, sizeof copy_size);
+    fix_block_sum(disk.path);
+    start(disk, rfs_host::memory_files());
+    rfs_init(kChannels, 1);
+    EXPECT_EQ(rfs_add_disk(0, disk.path.c_str(), 0, 0, nullptr), 0);
+    EXPECT_LT(rfs_host::fault_counts().bytes_written, 1u << 20);
     reset_library();
 }
 
