@@ -150,6 +150,24 @@ std::vector<SweepCase> sweep_cases() {
              return r;
          },
          {-13, -31}},
+        {"motion of a day", SampleKind::raw, {mount, search},
+         [](Ctx &c) {
+             if (!RFS_HAS(rfs_read_moarea_oneday)) return 0;
+             uint8_t mask[72];
+             std::fill(std::begin(mask), std::end(mask), 0xFF);
+             MoareaResult m{};
+             int r = rfs_read_moarea_oneday(c.handle, 0, mask, 1, &m);
+             rfs_read_moarea_stop(&m);
+             return r;
+         },
+         {-12}},
+        {"channel presence", SampleKind::raw, {mount},
+         [](Ctx &) {
+             uint8_t channels[kChannels / 8] = {};
+             RfsSearchParam p = whole_year(0, 3);
+             return RFS_HAS(rfs_is_chn_have_record) ? rfs_is_chn_have_record(channels, p.start, p.end) : 0;
+         },
+         {-12, -13, -14}, true},
         {"first key frame", SampleKind::raw, {mount},
          [](Ctx &) {
              if (!RFS_HAS(rfs_get_first_iframe)) return 0;
