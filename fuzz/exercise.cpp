@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "optional_exports.h"
+#include "rfs.h"
 
 namespace {
 
@@ -83,17 +83,13 @@ RfsEventKey key_of(const RfsEvent &ev) {
 }
 
 void read_motion_and_first_kframe(Run &run, const RfsEvent &ev) {
-    if (RFS_HAS(rfs_read_moarea)) {
-        MoareaResult moarea{};
-        rfs_read_moarea(run.motion_mask, &ev, 1, &moarea);
-        rfs_read_moarea_stop(&moarea);
-    }
-    if (RFS_HAS(rfs_get_first_iframe)) {
-        void *frame = nullptr;
-        int len = 0;
-        rfs_get_first_iframe(ev.chn, ev.start, ev.end, &frame, &len);
-        std::free(frame);
-    }
+    MoareaResult moarea{};
+    rfs_read_moarea(run.motion_mask, &ev, 1, &moarea);
+    rfs_read_moarea_stop(&moarea);
+    void *frame = nullptr;
+    int len = 0;
+    rfs_get_first_iframe(ev.chn, ev.start, ev.end, &frame, &len);
+    std::free(frame);
 }
 
 // One event: seek by time both ways, read, step through key frames, seek by
@@ -136,11 +132,9 @@ void walk_channel(Run &run, uint32_t h, int chn, int &budget) {
         rfs_event_seek(h, chn, &ev.end, &seek_end, 1);
         read_event(run, ev);
     }
-    if (RFS_HAS(rfs_read_moarea_oneday)) {
-        MoareaResult moarea{};
-        rfs_read_moarea_oneday(int(h), chn, run.motion_mask, 1, &moarea);
-        rfs_read_moarea_stop(&moarea);
-    }
+    MoareaResult moarea{};
+    rfs_read_moarea_oneday(int(h), chn, run.motion_mask, 1, &moarea);
+    rfs_read_moarea_stop(&moarea);
 }
 
 // The span of every listed event, for the searches that follow.
@@ -196,11 +190,11 @@ void summaries(Run &run) {
     rfs_find_start(&day, &slots, 0);
 
     RfsDateTime start{}, end{};
-    if (RFS_HAS(rfs_get_start_end_time)) rfs_get_start_end_time(&start, &end);
-    if (RFS_HAS(get_disk_time)) get_disk_time(&start, &end);
+    rfs_get_start_end_time(&start, &end);
+    get_disk_time(&start, &end);
     uint8_t with_records[kChannels / 8] = {};
-    if (RFS_HAS(rfs_is_chn_have_record)) rfs_is_chn_have_record(with_records, run.first, run.last);
-    for (int chn = 0; RFS_HAS(rfs_get_repair_record_time) && chn < kChannels; ++chn)
+    rfs_is_chn_have_record(with_records, run.first, run.last);
+    for (int chn = 0; chn < kChannels; ++chn)
         rfs_get_repair_record_time(chn, ~0ull, &end);
 }
 
@@ -211,10 +205,10 @@ void pictures(Run &run) {
     if (h < 0) return;
     RfsPicList list{};
     int rd = rfs_read_start(0);
-    if (RFS_HAS(rfs_get_pic) && rfs_get_pic(h, 0, &list) == 0 && list.list) {
+    if (rfs_get_pic(h, 0, &list) == 0 && list.list) {
         run.result.pictures = list.count;
         unsigned skip = 0;
-        for (int i = 0; RFS_HAS(rfs_read_pic) && rd >= 0 && i < std::min(list.count, run.limits.pictures); ++i)
+        for (int i = 0; rd >= 0 && i < std::min(list.count, run.limits.pictures); ++i)
             run.delivered(rfs_read_pic(rd, &list.list[i], run.buf.data(), kBufferSize, &skip), skip);
     }
     rfs_read_stop(rd);
@@ -222,7 +216,6 @@ void pictures(Run &run) {
 }
 
 void labels(Run &run) {
-    if (!RFS_HAS(rfs_find_label_start)) return;
     RfsSearchParam p = run.param(2, 3);
     if (rfs_find_label_start(&p, "") == 0) {
         for (int chn = 0; chn < kChannels; ++chn) {

@@ -91,6 +91,19 @@ int find(Ctx &, uint8_t data_type, uint8_t search_type, void *out) {
     return rfs_find_start(&p, out, 0);
 }
 
+// A month calendar of the sample's month (records, pictures or labels).
+int calendar(uint8_t data_type) {
+    static RfsMonthResult month;
+    RfsSearchParam p = whole_year(data_type, 0);
+    p.start.month = 3;
+    return rfs_find_start(&p, &month, 0);
+}
+
+int label_search(const char *keyword) {
+    RfsSearchParam p = whole_year(2, 3);
+    return rfs_find_label_start(&p, keyword);
+}
+
 struct SweepCase {
     const char *name;
     SampleKind disk;
@@ -103,7 +116,6 @@ struct SweepCase {
 
 // The operations and the codes they list for a failed or short storage call.
 std::vector<SweepCase> sweep_cases() {
-    static RfsMonthResult month;
     static RfsDaySlots slots;
     static RfsEventList merged;
     return {
@@ -112,17 +124,15 @@ std::vector<SweepCase> sweep_cases() {
         {"mount with repair", SampleKind::power_cut, {}, mount, {-1, -12}, true},
         {"event search", SampleKind::raw, {mount}, search, {-12, -13, -14}, true, true},
         {"event search NAS", SampleKind::nas, {mount}, search, {-12, -13, -14}, true, true},
-        {"calendar", SampleKind::raw, {mount}, [](Ctx &c) { return find(c, 0, 0, &month); }, {-12, -13, -14}, true},
-        {"picture calendar", SampleKind::raw, {mount}, [](Ctx &c) { return find(c, 1, 0, &month); }, {-12, -13, -14}, true},
+        {"calendar", SampleKind::raw, {mount}, [](Ctx &) { return calendar(0); }, {-12, -13, -14}, true},
+        {"picture calendar", SampleKind::raw, {mount}, [](Ctx &) { return calendar(1); }, {-12, -13, -14}, true},
+        {"label calendar", SampleKind::raw, {mount}, [](Ctx &) { return calendar(2); }, {-1}},
+        {"label calendar NAS", SampleKind::nas, {mount}, [](Ctx &) { return calendar(2); }, {-1}},
         {"timeline", SampleKind::raw, {mount}, [](Ctx &c) { return find(c, 0, 1, &slots); }, {-12, -13, -14}, true},
         {"picture search", SampleKind::raw, {mount}, [](Ctx &c) { return c.pictures = find(c, 1, 2, &merged); },
          {-12, -13, -14}, true},
-        {"label search", SampleKind::raw, {mount},
-         [](Ctx &) {
-             RfsSearchParam p = whole_year(2, 3);
-             return RFS_HAS(rfs_find_label_start) ? rfs_find_label_start(&p, "") : 0;
-         },
-         {-1}},
+        {"label search", SampleKind::raw, {mount}, [](Ctx &) { return label_search(""); }, {-1}},
+        {"label search by keyword NAS", SampleKind::nas, {mount}, [](Ctx &) { return label_search("door"); }, {-1}},
         {"seek", SampleKind::raw, {mount, search}, seek, {-13, -15}},
         {"seek NAS", SampleKind::nas, {mount, search}, seek, {-13, -15, -35}},
         {"seek by key", SampleKind::raw, {mount, search},
@@ -141,7 +151,6 @@ std::vector<SweepCase> sweep_cases() {
          {-1, -15, -16, -35}},
         {"motion read", SampleKind::raw, {mount, search},
          [](Ctx &c) {
-             if (!RFS_HAS(rfs_read_moarea)) return 0;
              uint8_t mask[72];
              std::fill(std::begin(mask), std::end(mask), 0xFF);
              MoareaResult m{};
@@ -152,7 +161,6 @@ std::vector<SweepCase> sweep_cases() {
          {-13, -31}},
         {"motion of a day", SampleKind::raw, {mount, search},
          [](Ctx &c) {
-             if (!RFS_HAS(rfs_read_moarea_oneday)) return 0;
              uint8_t mask[72];
              std::fill(std::begin(mask), std::end(mask), 0xFF);
              MoareaResult m{};
@@ -165,12 +173,11 @@ std::vector<SweepCase> sweep_cases() {
          [](Ctx &) {
              uint8_t channels[kChannels / 8] = {};
              RfsSearchParam p = whole_year(0, 3);
-             return RFS_HAS(rfs_is_chn_have_record) ? rfs_is_chn_have_record(channels, p.start, p.end) : 0;
+             return rfs_is_chn_have_record(channels, p.start, p.end);
          },
          {-12, -13, -14}, true},
         {"first key frame", SampleKind::raw, {mount},
          [](Ctx &) {
-             if (!RFS_HAS(rfs_get_first_iframe)) return 0;
              void *frame = nullptr;
              int len = 0;
              int r = rfs_get_first_iframe(0, RfsDateTime{0, 0, 0, 10, 1, 3, 26}, RfsDateTime{0, 0, 1, 10, 1, 3, 26},
@@ -182,7 +189,7 @@ std::vector<SweepCase> sweep_cases() {
         {"picture read", SampleKind::raw, {mount, [](Ctx &c) { return c.pictures = find(c, 1, 2, &merged); }},
          [](Ctx &c) {
              RfsPicList l{};
-             if (!RFS_HAS(rfs_get_pic) || rfs_get_pic(c.pictures, 0, &l) != 0 || l.count == 0) return 0;
+             if (rfs_get_pic(c.pictures, 0, &l) != 0 || l.count == 0) return -1;
              unsigned skip = 0;
              return rfs_read_pic(c.rd = rfs_read_start(0), &l.list[0], c.buf.data(), int(c.buf.size()), &skip);
          },

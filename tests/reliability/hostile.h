@@ -21,7 +21,7 @@
 #include "exercise.h"
 #include "fault_storage.h"
 #include "memory_storage.h"
-#include "optional_exports.h"
+#include "rfs.h"
 #include "sample_disk.h"
 
 constexpr int kChannels = 16;

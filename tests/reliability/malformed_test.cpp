@@ -98,7 +98,7 @@ std::vector<Malformed> cases() {
         {"event_area_off at its maximum", At::block, 24, le32(~0u), 0, 0},
         {"data_file_size 0", At::block, 64, le32(0)},
         {"data_file_size 0x30000000", At::block, 64, le32(0x30000000)},
-        {"data area past the end", At::block, 68, le32(~0u)},
+        {"data area past the end", At::block, 68, le32(~0u), 0, 0},
         {"label area past the end", At::block, 32, le32(~0u - 31), kAny, kAny},
         // Partition record.
         {"Part wrong", At::part, 0, text("Parx"), 0, 0},
@@ -190,10 +190,9 @@ TEST(Malformed, EachFieldAtItsLimits) {
 // index copy size puts copies 1 to 3 past the disk's end mounts, repair's
 // write to the secondary copy fails, the spare refuses the recovery copy, and
 // the good copy is then copied onto itself at the block's copy size: 1.3 GB
-// read and rewritten in place. Disabled until mounting checks every index
-// copy against the disk (the partition is then unusable and nothing is
-// written).
-TEST(Malformed, DISABLED_IndexCopiesPastTheDiskAreNeverCopied) {
+// read and rewritten in place. Mounting checks every index copy against the
+// disk: the partition is unusable and nothing is written.
+TEST(Malformed, IndexCopiesPastTheDiskAreNeverCopied) {
     const SampleDisk &disk = sample_disk(SampleKind::power_cut);
     rfs_host::memory_files() = disk.files;
     const uint8_t copy_size[4] = {0x00, 0x00, 0x02, 0xFF}; // 0xFF020000
