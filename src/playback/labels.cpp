@@ -143,7 +143,7 @@ int search_labels(const RfsSearchParam &p, const char *keyword) {
 
 using namespace rfs;
 
-extern "C" RFS_API int rfs_find_label_start(const RfsSearchParam *p, const char *keyword) {
+extern "C" RFS_API int rfs_find_label_start(const RfsSearchParam *p, const char *keyword) noexcept {
     if (!g_label_list) {
         rfs_log("rfs system is not init!!!\n");
         return -1;
@@ -155,7 +155,7 @@ extern "C" RFS_API int rfs_find_label_start(const RfsSearchParam *p, const char 
     return search_labels(*p, keyword) == 0 ? 0 : -1;
 }
 
-extern "C" RFS_API int rfs_get_label(int chn, RfsLabelList *out) {
+extern "C" RFS_API int rfs_get_label(int chn, RfsLabelList *out) noexcept {
     if (!g_label_list || chn < 0 || chn >= max_rec_chn || !out) {
         rfs_log("chn error\n");
         return -1;
@@ -165,7 +165,7 @@ extern "C" RFS_API int rfs_get_label(int chn, RfsLabelList *out) {
     return 0;
 }
 
-extern "C" RFS_API int rfs_find_label_stop(void) {
+extern "C" RFS_API int rfs_find_label_stop(void) noexcept {
     free_label_lists();
     return 0;
 }

@@ -86,7 +86,7 @@ int read_picture(ReadSession &s, const disk_info_t &d, const RfsPic &pic, void *
 
 using namespace rfs;
 
-extern "C" RFS_API int rfs_get_pic(int handle, int chn, RfsPicList *out) {
+extern "C" RFS_API int rfs_get_pic(int handle, int chn, RfsPicList *out) noexcept {
     if (unsigned(handle) >= unsigned(kSearchSessions)) return RFS_ERR_HANDLE;
     if (chn < 0 || chn >= max_rec_chn) return RFS_ERR_CHANNEL;
     if (!out) {
@@ -104,7 +104,7 @@ extern "C" RFS_API int rfs_get_pic(int handle, int chn, RfsPicList *out) {
 }
 
 extern "C" RFS_API int rfs_read_pic(int rd, const RfsPic *pic, void *buf, int len,
-                                    unsigned *head_skip) {
+                                    unsigned *head_skip) noexcept {
     if (unsigned(rd) >= unsigned(kReadSessions)) {
         rfs_log("rd is invalid\n");
         return RFS_ERR_SEARCH_HANDLE;
