@@ -93,17 +93,34 @@ bool read_part(const Batch &b, uint8_t *to, uint32_t off, uint32_t len) {
     return false;
 }
 
+// Whether the frame (and its reference frame) lie inside the data file and
+// the disk holds their last bytes. The lengths come from the index, so they
+// are proven against the disk before the library allocates what they say: a
+// tampered entry cannot make it allocate what the disk does not hold.
+bool frame_on_disk(const Batch &b, const uint8_t *entry, bool with_ref) {
+    auto held = [&](uint32_t off, uint32_t len) {
+        uint8_t last = 0;
+        return len == 0 || (uint64_t(off) + len <= b.file_size && read_exact(b.fd, &last, 1, b.base + off + len - 1));
+    };
+    return held(ie::iframe_offset(entry), ie::iframe_length(entry)) &&
+           (!with_ref || held(ie::ref_offset(entry), ie::ref_length(entry)));
+}
+
 // The frame (its reference frame first when with_ref) into the host's buffer.
+// The header is checked before anything is allocated.
 int read_frame(const Batch &b, const uint8_t *entry, bool with_ref, void **buf, int *len) {
     uint64_t ref_len = with_ref ? ie::ref_length(entry) : 0;
     uint64_t need = ref_len + ie::iframe_length(entry);
     bool ours = *buf == nullptr;
     if (!ours && uint64_t(*len) < need) {
         rfs_log("buf is small %d, %d\n", *len, int(need));
+    } else if (check_header(b, entry, with_ref) != 0) {
+        // logged by the check
+    } else if (ours && !frame_on_disk(b, entry, with_ref)) {
+        rfs_log("read data err%d, %d\n", -1, int(need)); // as the read of a frame the disk lacks
     } else if (need <= b.file_size && (!ours || (*buf = rfs_malloc(size_t(need))))) {
         auto *to = static_cast<uint8_t *>(*buf);
-        if (check_header(b, entry, with_ref) == 0 &&
-            (!with_ref || read_part(b, to, ie::ref_offset(entry), uint32_t(ref_len))) &&
+        if ((!with_ref || read_part(b, to, ie::ref_offset(entry), uint32_t(ref_len))) &&
             read_part(b, to + ref_len, ie::iframe_offset(entry), ie::iframe_length(entry))) {
             *len = int(need);
             return 0;
