@@ -42,7 +42,7 @@ TEST(DamagedDisks, MountSearchAndReadEverything) {
     const long rss_before = peak_rss_mb();
     for (SampleKind kind : {SampleKind::raw, SampleKind::nas, SampleKind::power_cut}) {
         const SampleDisk &disk = sample_disk(kind);
-        int mounted = 0, with_events = 0, events_read = 0;
+        int mounted = 0, with_events = 0, events_read = 0, pictures = 0, labels = 0;
         for (int seed = only ? only : 1; seed <= (only ? only : copies); ++seed) {
             SCOPED_TRACE(testing::Message() << disk.path << " seed " << seed);
             rfs_host::MemoryFiles copy = damaged(disk, uint64_t(seed));
@@ -57,15 +57,19 @@ TEST(DamagedDisks, MountSearchAndReadEverything) {
             mounted += r.mount == 0;
             with_events += r.events_found > 0;
             events_read += r.events_read;
+            pictures += r.pictures;
+            labels += r.labels;
             for (const auto &[file, page] : rfs_host::memory_changed_pages(copy, rfs_host::memory_files()))
                 EXPECT_TRUE(index_page(disk, layout, file, page, kind == SampleKind::power_cut))
                     << "wrote page " << page << " of " << file;
         }
-        std::printf("%s: %d copies, %d mounted, %d listed events, %d events read\n", disk.path.c_str(),
-                    only ? 1 : copies, mounted, with_events, events_read);
+        std::printf("%s: %d copies, %d mounted, %d listed events, %d events read, %d pictures and %d labels listed\n",
+                    disk.path.c_str(), only ? 1 : copies, mounted, with_events, events_read, pictures, labels);
         if (!only) {
             EXPECT_GT(mounted, copies / 10) << "the damage should leave some disks mountable";
             EXPECT_GT(events_read, 0);
+            EXPECT_GT(pictures, 0);
+            EXPECT_GT(labels, 0);
         }
     }
     EXPECT_LT(peak_rss_mb() - rss_before, 1024) << "memory grew with what the damaged disks say";
