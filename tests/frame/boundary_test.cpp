@@ -124,6 +124,10 @@ class Boundary : public ::testing::Test {
     uint8_t fs_ = 0;
     RfsRepairAction actions_[4] = {};
     RfsPartitionInfo part_{};
+    RfsMonthResult month_{};
+    RfsDaySlots day_{};
+    RfsPicList pics_{};
+    RfsLabelList labels_{};
 };
 
 std::vector<Row> Boundary::rows() {
@@ -139,6 +143,27 @@ std::vector<Row> Boundary::rows() {
         p.search_type = type;
         return rfs_find_start(&p, with_out ? &list_ : nullptr, 0);
     };
+    // The day of the event, every channel; calendars, timeline and labels.
+    auto day = [this](uint8_t data_type, uint8_t search_type) {
+        RfsSearchParam p{};
+        p.data_type = data_type;
+        p.search_type = search_type;
+        p.chnCnt = 8;
+        p.record_type = ~0ull;
+        p.chnBit = channels_;
+        p.start = dt("2026-03-01 00:00:00");
+        p.end = dt("2026-03-01 23:59:59");
+        return p;
+    };
+    auto sessionless = [](RfsSearchParam p, void *out) { return rfs_find_start(&p, out, 0); };
+    RfsSearchParam in_month13 = day(0, 0), no_channels = day(2, 3);
+    in_month13.start = month13_;
+    no_channels.chnBit = nullptr;
+    // Picture records as a host might pass them back: of an event search,
+    // of a handle past every session.
+    RfsPic of_event_search{}, handle65{};
+    of_event_search.handle = uint8_t(live_);
+    handle65.handle = 65;
     const int kErr = RFS_ERR_FAILED;
     return {
         // Set-up
@@ -185,6 +210,37 @@ std::vector<Row> Boundary::rows() {
         {"event seek, no times", [&] { return rfs_event_seek(live_, 2, nullptr, nullptr, 0); }, RFS_ERR_NULL, RFS_ERR_CHANNEL, RFS_ERR_SEARCH_HANDLE},
         {"event seek, month 13", [&] { return rfs_event_seek(live_, 2, &month13_, &month13_, 0); },
          RFS_ERR_SEEK_NOT_FOUND, RFS_ERR_CHANNEL, RFS_ERR_SEARCH_HANDLE},
+        // Calendars and the timeline answer into the host's buffer: 64 for no session
+        {"month calendar", [=, this] { return sessionless(day(0, 0), &month_); }, RFS_NO_SESSION_HANDLE, kErr, kErr},
+        {"month calendar, no output", [=] { return sessionless(day(0, 0), nullptr); }, RFS_ERR_NULL, kErr, kErr},
+        {"month calendar, month 13", [=, this] { return sessionless(in_month13, &month_); }, RFS_NO_SESSION_HANDLE, kErr, kErr},
+        {"picture month", [=, this] { return sessionless(day(1, 0), &month_); }, RFS_NO_SESSION_HANDLE, kErr, kErr},
+        {"label month", [=, this] { return sessionless(day(2, 0), &month_); }, RFS_NO_SESSION_HANDLE, kErr, kErr},
+        {"label month, no output", [=] { return sessionless(day(2, 0), nullptr); }, RFS_ERR_NULL, kErr, kErr},
+        {"day timeline", [=, this] { return sessionless(day(0, 1), &day_); }, RFS_NO_SESSION_HANDLE, kErr, kErr},
+        {"day timeline, no output", [=] { return sessionless(day(0, 1), nullptr); }, RFS_ERR_NULL, kErr, kErr},
+        {"picture search, type 9", [=] { return sessionless(day(1, 9), nullptr); }, RFS_ERR_SEARCH_TYPE, kErr, kErr},
+        // Pictures
+        {"get pic, handle 64", [&] { return rfs_get_pic(64, 0, &pics_); }, RFS_ERR_HANDLE, RFS_ERR_HANDLE, RFS_ERR_HANDLE},
+        {"get pic, channel -1", [&] { return rfs_get_pic(int(live_), -1, &pics_); }, RFS_ERR_CHANNEL, RFS_ERR_CHANNEL, RFS_ERR_CHANNEL},
+        {"get pic, no output", [&] { return rfs_get_pic(int(live_), 0, nullptr); }, RFS_ERR_NULL, RFS_ERR_CHANNEL, RFS_ERR_NULL},
+        {"get pic, an event search", [&] { return rfs_get_pic(int(live_), 0, &pics_); }, RFS_ERR_SEARCH_HANDLE, RFS_ERR_CHANNEL, RFS_ERR_SEARCH_HANDLE},
+        {"read pic, rd 64", [=, this] { return rfs_read_pic(64, &of_event_search, b, 4096, &skip_); }, RFS_ERR_SEARCH_HANDLE, RFS_ERR_SEARCH_HANDLE, RFS_ERR_SEARCH_HANDLE},
+        {"read pic, no buffer", [=, this] { return rfs_read_pic(rd_, &of_event_search, nullptr, 4096, &skip_); }, RFS_ERR_NO_MEMORY, RFS_ERR_NO_MEMORY, RFS_ERR_NO_MEMORY},
+        {"read pic, no picture", [&] { return rfs_read_pic(rd_, nullptr, b, 4096, &skip_); }, RFS_ERR_NULL, RFS_ERR_NULL, RFS_ERR_NULL},
+        {"read pic, no lead-in output", [=, this] { return rfs_read_pic(rd_, &of_event_search, b, 4096, nullptr); }, RFS_ERR_NULL, RFS_ERR_NULL, RFS_ERR_NULL},
+        {"read pic, stopped session", [=, this] { return rfs_read_pic(stopped_rd_, &of_event_search, b, 4096, &skip_); }, RFS_ERR_HANDLE, RFS_ERR_HANDLE, RFS_ERR_HANDLE},
+        {"read pic, handle 65", [=, this] { return rfs_read_pic(rd_, &handle65, b, 4096, &skip_); }, RFS_ERR_SEARCH_HANDLE, RFS_ERR_HANDLE, RFS_ERR_SEARCH_HANDLE},
+        {"read pic, an event search's record", [=, this] { return rfs_read_pic(rd_, &of_event_search, b, 4096, &skip_); }, RFS_ERR_HANDLE, RFS_ERR_HANDLE, RFS_ERR_HANDLE},
+        // Labels
+        {"label search, no parameters", [] { return rfs_find_label_start(nullptr, ""); }, kErr, kErr, kErr},
+        {"label search, no channels", [=] { return rfs_find_label_start(&no_channels, ""); }, kErr, kErr, kErr},
+        {"label search, no keyword", [=] { RfsSearchParam p = day(2, 3); return rfs_find_label_start(&p, nullptr); }, 0, kErr, kErr},
+        {"get label, channel 8", [&] { return rfs_get_label(8, &labels_); }, kErr, kErr, kErr},
+        {"get label, channel -1", [&] { return rfs_get_label(-1, &labels_); }, kErr, kErr, kErr},
+        {"get label, no output", [] { return rfs_get_label(0, nullptr); }, kErr, kErr, kErr},
+        {"get label, channel 0", [&] { return rfs_get_label(0, &labels_); }, 0, kErr, kErr},
+        {"label stop", [] { return rfs_find_label_stop(); }, 0, 0, 0},
         // Playback
         {"read stop, handle 64", [] { return rfs_read_stop(64); }, RFS_ERR_HANDLE, RFS_ERR_HANDLE, RFS_ERR_HANDLE},
         {"read stop, handle -1", [] { return rfs_read_stop(-1); }, RFS_ERR_HANDLE, RFS_ERR_HANDLE, RFS_ERR_HANDLE},
@@ -242,6 +298,20 @@ std::vector<Row> Boundary::rows() {
         {"repair time, channel 4 of 8", [&] { return rfs_get_repair_record_time(4, ~0ull, &out_.start); }, kErr, kErr, kErr},
         {"repair actions, disk 32", [&] { return rfs_get_repair_actions(32, actions_, 4); }, RFS_ERR_NO_DISK, RFS_ERR_NO_DISK, RFS_ERR_NO_DISK},
         {"repair actions, disk -1", [&] { return rfs_get_repair_actions(-1, actions_, 4); }, RFS_ERR_NO_DISK, RFS_ERR_NO_DISK, RFS_ERR_NO_DISK},
+        {"repair actions, no output", [] { return rfs_get_repair_actions(0, nullptr, 4); }, 0, 0, 0},
+        // Set-up and the extensions: stored as given. Without storage a
+        // mount fails like a disk that does not open.
+        {"storage callbacks, none", [&] {
+             rfs_set_operate_cb(nullptr, nullptr, nullptr, nullptr, nullptr);
+             int r = rfs_add_disk(1, path_.c_str(), 0, 0, nullptr);
+             rfs_host::install(rfs_host::fault_ops()); // counts kept
+             return r;
+         }, kErr, kErr, kErr},
+        {"nas mode 0", [] { return rfs_set_nas_mode(0); }, 0, 0, 0},
+        {"log sink, none", [] { return rfs_set_log_sink(nullptr, nullptr); }, 0, 0, 0},
+        {"output sink, none", [] { return rfs_set_output_sink(nullptr, nullptr); }, 0, 0, 0},
+        // Last: its private search takes the lowest free session, the stopped one.
+        {"first key frame, month 13", [&] { void *p = nullptr; int n = 0; return rfs_get_first_iframe(2, month13_, month13_, &p, &n); }, kErr, kErr, kErr},
     };
 }
 
