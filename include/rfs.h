@@ -420,7 +420,8 @@ typedef struct RfsRepairAction {
 
 /* Copies up to max actions of the last rfs_add_disk(id, ...) into out and
  * returns how many it made (0 when nothing needed repair); -6 for an id
- * outside 0..31. The actions stay until the slot is mounted again. */
+ * outside 0..31. The actions stay until the slot is mounted again or
+ * rfs_exit. */
 RFS_API int rfs_get_repair_actions(int id, RfsRepairAction *out, int max) RFS_NOEXCEPT;
 
 #ifdef __cplusplus

@@ -4,8 +4,10 @@
 #include <cstring>
 
 #include "frame/alloc.h"
+#include "frame/exit_hooks.h"
 #include "frame/log.h"
 #include "frame/state.h"
+#include "frame/storage.h"
 
 namespace rfs {
 
@@ -57,7 +59,9 @@ int set_up_tables() {
         memset(g_search, 0, sizeof g_search);
         return -1;
     }
-    for (ReadSession &rd : g_read_session) rd = ReadSession{};
+    // Sessions a host left open before this start lose their descriptor and
+    // cache, which nothing could reach once the table is set up anew.
+    for (ReadSession &rd : g_read_session) release_read_session(rd);
     // 34 need not be a signal on every host; a failed installation is harmless.
     (void)signal(kPrintToggleSignal, toggle_print_flag);
     return 0;
@@ -87,6 +91,12 @@ void release_tables() {
     g_rfs_fd = nullptr;
 }
 } // namespace
+
+void release_read_session(ReadSession &s) {
+    if (s.iframe_fd >= 0) storage_close(s.iframe_fd);
+    free(s.index_cache);
+    s = ReadSession{};
+}
 
 void free_session_lists(SearchSession &s) {
     for (int c = 0; s.event_list && c < max_rec_chn; ++c) {
@@ -147,7 +157,10 @@ extern "C" RFS_API int rfs_init(int chn_count, int moarea_nums) noexcept {
     return 0;
 }
 
+// The disks stay mounted, but the host is done reading what their mounts
+// repaired. Not on rfs_init: a disk may be mounted before the library starts.
 extern "C" RFS_API int rfs_exit(void) noexcept {
     release_tables();
+    exit_release_repair_reports();
     return 0;
 }

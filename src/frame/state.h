@@ -45,6 +45,10 @@ struct RfsFdEntry {
 
 struct SearchSession {
     uint8_t state; // 0 free, 1 event session, 2 other (picture) session
+    // Set anew at every claim, never 0 for a claimed session: whoever started
+    // a search can tell it is still theirs after the host stopped it, or
+    // rfs_exit freed it, and the handle went to another search.
+    uint32_t serial;
     uint32_t earliest_start;
     uint32_t latest_end;
     uint8_t part_used[kMaxDisks][kMaxPartitions];
@@ -83,6 +87,11 @@ struct ReadSession {
     int32_t cache_first;
     int32_t cache_count;
 };
+
+// Closes the session's descriptor and frees its key-frame index cache,
+// leaving it free as at load. It looks neither at in_use nor at the host:
+// a seek on a session never started holds both too.
+void release_read_session(ReadSession &s);
 
 extern uint8_t g_nas_mode;
 extern uint8_t g_rfs_inited;

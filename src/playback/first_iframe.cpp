@@ -18,25 +18,26 @@ namespace rfs {
 namespace {
 
 int g_slice_handle = -1; // the private search; -17 after "have no g_output"
-const RfsEvent *g_slice_list = nullptr; // its list when made, to know it is still ours
+uint32_t g_slice_serial = 0; // its session's serial when made, to know it is still ours
 int g_last_chn = -1;
 int g_last_day = -1;
 
 int day_key(const RfsDateTime &t) { return (int(t.year) * 10000 + t.month) * 100 + t.day; }
 
 // The private search while it is still ours: the host may have stopped it
-// (rfs_find_stop) and the session may now serve another search.
+// (rfs_find_stop), rfs_exit may have freed it, and the session may now serve
+// another search, even one whose list landed at the same address.
 const SearchSession *private_search() {
-    if (g_slice_handle < 0 || g_slice_handle >= kSearchSessions || g_last_chn < 0) return nullptr;
+    if (g_slice_handle < 0 || g_slice_handle >= kSearchSessions) return nullptr;
     const SearchSession &s = g_search[g_slice_handle];
-    if (s.state == 0 || !s.event_list) return nullptr;
-    return s.event_list[g_last_chn] == g_slice_list ? &s : nullptr;
+    if (s.state == 0 || !s.event_list || s.serial != g_slice_serial) return nullptr;
+    return &s;
 }
 
 void drop_private_search() {
     if (private_search()) release_search_session(uint32_t(g_slice_handle));
     g_slice_handle = -1;
-    g_slice_list = nullptr;
+    g_slice_serial = 0;
 }
 
 int fail_search(int chn, int code) {
@@ -81,7 +82,7 @@ int new_search(int chn, RfsDateTime start, RfsDateTime end, bool whole_days) {
         return fail_search(chn, r);
     }
     g_slice_handle = h;
-    g_slice_list = g_search[h].event_list[chn];
+    g_slice_serial = g_search[h].serial;
     rfs_log("chn%d,g_slice_handle=%d, EveNr=%d\n", chn, h, g_search[h].data_len[chn]);
     return 0;
 }

@@ -1,7 +1,6 @@
 // The 64 read sessions: claiming and releasing a slot, and the data file a
 // session has open.
 #include <cerrno>
-#include <cstdlib>
 
 #include "disk/paths.h"
 #include "disk/registry.h"
@@ -77,9 +76,6 @@ extern "C" RFS_API int rfs_read_stop(int rd) noexcept {
         return RFS_ERR_HANDLE;
     }
     ReadSession &s = g_read_session[rd];
-    if (!s.in_use) return 0;
-    if (s.iframe_fd >= 0) storage_close(s.iframe_fd);
-    std::free(s.index_cache);
-    s = ReadSession{};
+    if (s.in_use) release_read_session(s);
     return 0;
 }

@@ -31,6 +31,11 @@ void repair_report_clear(int id) {
     g_reports[id] = Report{};
 }
 
+void repair_report_clear_all() {
+    for (int id = 0; id < kMaxDisks; ++id) repair_report_clear(id);
+    g_report_slot = -1;
+}
+
 void repair_report_begin(int id) {
     repair_report_clear(id);
     g_report_slot = (id >= 0 && id < kMaxDisks) ? id : -1;

@@ -11,8 +11,10 @@ namespace rfs {
 
 // Starts the report of a mount of slot id (the previous one is dropped).
 void repair_report_begin(int id);
-// Drops the report of slot id (the disk is removed).
+// Drops the report of slot id.
 void repair_report_clear(int id);
+// Drops the reports of every slot (rfs_exit).
+void repair_report_clear_all();
 // Appends to the report of the mount in progress; an entry that does not fit
 // in memory is dropped with a log line.
 void repair_report_add(const RfsRepairAction &a);

@@ -11,6 +11,10 @@ size_t reserved_records(int32_t capacity) {
     return ((n + (size_t(1) << shift) - 1) >> shift) << shift;
 }
 
+namespace {
+uint32_t g_last_serial = 0; // not reset by rfs_init: serials stay unique for the process
+} // namespace
+
 int claim_search_session(uint8_t data_type) {
     for (int h = 0; h < kSearchSessions; ++h) {
         SearchSession &s = g_search[h];
@@ -18,6 +22,8 @@ int claim_search_session(uint8_t data_type) {
         // cannot hold lists, so it is never handed out.
         if (s.state != 0 || !s.event_list) continue;
         s.state = data_type == 0 ? 1 : 2;
+        if (++g_last_serial == 0) ++g_last_serial;
+        s.serial = g_last_serial;
         return h;
     }
     return -1;

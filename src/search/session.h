@@ -34,9 +34,9 @@ bool grow_list(Record *&list, int32_t &cap, int32_t len, int32_t initial) {
     return true;
 }
 
-// Claims the lowest free session that has its per-channel arrays and marks
-// it 1 (event lists, data_type 0) or 2 (anything else). Returns the handle,
-// or -1 when none is free.
+// Claims the lowest free session that has its per-channel arrays, marks it
+// 1 (event lists, data_type 0) or 2 (anything else) and gives it a serial
+// no earlier claim had. Returns the handle, or -1 when none is free.
 int claim_search_session(uint8_t data_type);
 
 // Frees the session's event and picture lists and returns it to the pool.

@@ -5,6 +5,7 @@
 
 #include "frame/alloc.h"
 #include "frame/state.h"
+#include "repair/repair_report.h"
 #include "rfs.h"
 #include "support/log_capture.h"
 
@@ -116,8 +117,10 @@ TEST_F(Lifecycle, NasModeIsStoredAsGiven) {
 #endif
 
 // A second start and a stop with searches still open give back everything:
-// the tables, the session arrays and the lists an open search holds. The
-// tables of 512 channels take over a megabyte, so a leak shows in the heap.
+// the tables, the session arrays and the lists an open search holds; a
+// second start also what a read session left open holds, and the stop the
+// repair reports of the mounts. The tables of 512 channels take over a
+// megabyte, so a leak shows in the heap.
 TEST_F(Lifecycle, RestartAndStopWithOpenSearchesFreeEverything) {
     if (!RFS_HEAP_COUNTED) GTEST_SKIP() << "heap counted by the sanitizer";
     auto in_use = [] { return mallinfo2().uordblks; };
@@ -130,6 +133,11 @@ TEST_F(Lifecycle, RestartAndStopWithOpenSearchesFreeEverything) {
         g_search[h].event_list[3] = static_cast<RfsEvent *>(malloc(200 * sizeof(RfsEvent)));
         g_search[h].pic_list[5] = static_cast<RfsPic *>(malloc(100 * sizeof(RfsPic)));
         g_label_list[7].list = static_cast<RfsLabel *>(malloc(100 * sizeof(RfsLabel)));
+        g_read_session[9].index_cache = static_cast<uint8_t *>(malloc(16 * 1024));
+        for (int id = 0; id < kMaxDisks; ++id) {
+            repair_report_begin(id);
+            for (int i = 0; i < 100; ++i) repair_report_add(RfsRepairAction{});
+        }
     };
     ASSERT_EQ(rfs_init(512, 1), 0);
     rfs_exit();

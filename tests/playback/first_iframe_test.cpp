@@ -65,3 +65,48 @@ TEST_F(PlaybackTest, FirstKeyFrameWithAndWithoutReferenceFrame) {
         SetUp();
     }
 }
+
+// The lookup's private search is its own only while its session is: once
+// the host stopped it, or rfs_exit freed it, the handle serves other
+// searches, and a lookup on another channel leaves them alone. The private
+// search is of channel 5, which has no recording: its list, like the one the
+// next search of the session has for that channel, is null.
+TEST_F(PlaybackTest, FirstKeyFrameLeavesOtherSearchesAlone) {
+    rec::Recorder &r = recorder(false);
+    for (int chn : {3, 4}) r.record(chn, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:01:00"), rec::kTimed);
+    mount();
+    uint8_t channel3[2] = {0x08, 0};
+    RfsSearchParam p{};
+    p.search_type = 3;
+    p.chnCnt = 16;
+    p.record_type = 0xFFFFFFFFull;
+    p.chnBit = channel3;
+    p.start = dt(rec::t("2026-03-01 00:00:00"));
+    p.end = dt(rec::t("2026-03-01 23:59:59"));
+    auto lookup = [](int chn) {
+        void *buf = nullptr;
+        int len = 0;
+        int rc = rfs_get_first_iframe(chn, dt(rec::t("2026-03-01 10:00:00")), dt(rec::t("2026-03-01 10:00:30")), &buf, &len);
+        std::free(buf);
+        return rc;
+    };
+    for (bool restart : {false, true}) {
+        SCOPED_TRACE(restart);
+        ASSERT_EQ(lookup(5), -1);
+        const int taken = handle_ + 1; // the private search took the next session
+        if (restart) {
+            rfs_exit();
+            ASSERT_EQ(rfs_init(16, 1), 0);
+            handle_ = rfs_find_start(&p, nullptr, 0); // the fixture's search goes with the tables
+        } else {
+            rfs_find_stop(uint32_t(taken));
+        }
+        const int h = rfs_find_start(&p, nullptr, 0); // what the private search had, its list too
+        ASSERT_EQ(h, restart ? handle_ + 1 : taken);
+        ASSERT_EQ(lookup(4), 0);
+        RfsEventList list{};
+        EXPECT_EQ(rfs_get_event(uint32_t(h), 3, &list), 0);
+        EXPECT_EQ(list.count, 1);
+        rfs_find_stop(uint32_t(h));
+    }
+}

@@ -85,3 +85,21 @@ TEST_F(PlaybackTest, SessionKeepsItsDataFileAcrossSeeksInIt) {
         EXPECT_EQ(rfs_host::fault_counts().opens - opens, i == 1 ? 0u : 1u) << i;
     }
 }
+
+// A second rfs_init sets the read sessions up anew: one left open, started
+// or only seeked, gives back its descriptor (and its index cache, which the
+// leak checker would find unreachable).
+TEST_F(PlaybackTest, SecondStartClosesReadSessionsLeftOpen) {
+    const rec::EventTruth &ev = record_one(3, "2026-03-01 12:00:00", "2026-03-01 12:00:20");
+    RfsEvent e = listed(ev);
+    int rd = rfs_read_start(3);
+    const int never_started = 40;
+    ASSERT_EQ(rfs_tseek(rd, &e.start, 1, 0, &e, 0), 0);
+    ASSERT_EQ(rfs_tseek(never_started, &e.start, 1, 0, &e, 0), 0);
+    ASSERT_EQ(rfs_get_next_kframe(never_started, buf_.data(), int(buf_.size()), &skip_, 1, nullptr) > 0, true);
+    const uint64_t closes = rfs_host::fault_counts().closes;
+    handle_ = -1; // the restart frees the search too
+    ASSERT_EQ(rfs_init(16, 1), 0);
+    EXPECT_EQ(rfs_host::fault_counts().closes - closes, 2u);
+    for (int s : {rd, never_started}) EXPECT_EQ(rfs::g_read_session[s].iframe_fd, -1) << s;
+}
