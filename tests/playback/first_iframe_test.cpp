@@ -1,20 +1,14 @@
 // The first key frame of a channel in a time span, delivered whole into a
 // buffer the library allocates or the host's own.
-#include "playback_fixture.h"
-
 #include <cstdlib>
+
+#include "playback_fixture.h"
 
 namespace {
 
-// The stored bytes of a key frame, its reference frame first when it has one.
-std::vector<uint8_t> frame_bytes(const std::vector<uint8_t> &stream, const rec::EventTruth &ev, const rec::KeyFrame &k) {
-    std::vector<uint8_t> out;
-    auto part = [&](uint32_t off, uint32_t len) {
-        out.insert(out.end(), stream.begin() + (off - ev.data_start), stream.begin() + (off - ev.data_start + len));
-    };
-    if (k.ref_offset != k.offset) part(k.ref_offset, k.ref_length);
-    part(k.offset, k.length);
-    return out;
+int first_iframe(int chn, const char *from, const char *to, void **buf, int *len) {
+    return rfs_get_first_iframe(chn, dt(rec::t(std::string("2026-03-01 ") + from)),
+                                dt(rec::t(std::string("2026-03-01 ") + to)), buf, len);
 }
 
 } // namespace
@@ -26,42 +20,46 @@ TEST_F(PlaybackTest, FirstKeyFrameWithAndWithoutReferenceFrame) {
         rec::RecordOptions o{.fps = 10, .key_interval = 20, .key_bytes = 3000, .p_bytes = 300, .ref_every = ref_every};
         const rec::EventTruth &ev = *r.record(3, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:05:00"), rec::kTimed, o).front();
         mount();
-        const std::vector<uint8_t> stream = rec_->stream(ev);
+        // The stored bytes of a key frame, its reference frame first when it has one.
+        auto frame = [&](const rec::KeyFrame &k) {
+            std::vector<uint8_t> out = k.ref_offset != k.offset ? stored(ev, k.ref_offset, k.ref_length) : std::vector<uint8_t>{};
+            std::vector<uint8_t> key = stored(ev, k.offset, k.length);
+            out.insert(out.end(), key.begin(), key.end());
+            return out;
+        };
         // 10:01:01 falls between key frames: the one at 10:01:02 comes back.
-        const rec::KeyFrame &k = ev.kframes[31];
-        ASSERT_EQ(k.time, rec::t("2026-03-01 10:01:02"));
+        ASSERT_EQ(ev.kframes[31].time, rec::t("2026-03-01 10:01:02"));
         void *buf = nullptr;
         int len = 0;
-        LogCapture log;
-        ASSERT_EQ(rfs_get_first_iframe(3, dt(rec::t("2026-03-01 10:01:01")), dt(rec::t("2026-03-01 10:02:00")), &buf, &len), 0);
-        std::vector<uint8_t> got(static_cast<uint8_t *>(buf), static_cast<uint8_t *>(buf) + len);
-        EXPECT_EQ(got, frame_bytes(stream, ev, k));
+        ASSERT_EQ(first_iframe(3, "10:01:01", "10:02:00", &buf, &len), 0);
+        EXPECT_EQ(std::vector<uint8_t>(static_cast<uint8_t *>(buf), static_cast<uint8_t *>(buf) + len), frame(ev.kframes[31]));
         std::free(buf);
         // The event's first key frame for a span starting before it; the
         // host's buffer, one byte short and then big enough.
-        const std::vector<uint8_t> first = frame_bytes(stream, ev, ev.kframes[0]);
+        const std::vector<uint8_t> first = frame(ev.kframes[0]);
         std::vector<uint8_t> mine(first.size() - 1, 0xAB);
         buf = mine.data();
         len = int(mine.size());
-        EXPECT_EQ(rfs_get_first_iframe(3, dt(rec::t("2026-03-01 09:00:00")), dt(rec::t("2026-03-01 10:00:00")), &buf, &len), -1);
+        EXPECT_EQ(first_iframe(3, "09:00:00", "10:00:00", &buf, &len), -1);
         EXPECT_EQ(len, 0);
         EXPECT_EQ(mine, std::vector<uint8_t>(first.size() - 1, 0xAB));
         mine.resize(first.size() + 10);
         buf = mine.data();
         len = int(mine.size());
-        ASSERT_EQ(rfs_get_first_iframe(3, dt(rec::t("2026-03-01 09:00:00")), dt(rec::t("2026-03-01 10:00:00")), &buf, &len), 0);
+        ASSERT_EQ(first_iframe(3, "09:00:00", "10:00:00", &buf, &len), 0);
         EXPECT_EQ(std::vector<uint8_t>(mine.begin(), mine.begin() + len), first);
-        EXPECT_EQ(log.count("g_slice_handle="), 1); // one search served the day
+        EXPECT_EQ(log_.count("g_slice_handle="), 1); // one search served the day
 
         // Refusals: an inverted span, a channel out of range, no recording.
         buf = nullptr;
-        EXPECT_EQ(rfs_get_first_iframe(3, dt(rec::t("2026-03-01 10:00:01")), dt(rec::t("2026-03-01 10:00:00")), &buf, &len), -1);
-        EXPECT_TRUE(log.contains("chn3,start_time="));
-        EXPECT_EQ(rfs_get_first_iframe(16, dt(rec::t("2026-03-01 10:00:00")), dt(rec::t("2026-03-01 10:00:00")), &buf, &len), -1);
-        EXPECT_EQ(rfs_get_first_iframe(3, dt(rec::t("2026-03-01 10:05:01")), dt(rec::t("2026-03-01 11:00:00")), &buf, &len), -1);
-        EXPECT_EQ(rfs_get_first_iframe(2, dt(rec::t("2026-03-02 10:00:00")), dt(rec::t("2026-03-02 11:00:00")), &buf, &len), -1);
+        EXPECT_EQ(first_iframe(3, "10:00:01", "10:00:00", &buf, &len), -1);
+        EXPECT_TRUE(log_.contains("chn3,start_time="));
+        EXPECT_EQ(first_iframe(16, "10:00:00", "10:00:00", &buf, &len), -1);
+        EXPECT_EQ(first_iframe(3, "10:05:01", "11:00:00", &buf, &len), -1);
+        EXPECT_EQ(first_iframe(2, "10:00:00", "11:00:00", &buf, &len), -1);
         EXPECT_EQ(buf, nullptr);
         TearDown();
+        log_.clear();
         SetUp();
     }
 }
@@ -76,17 +74,13 @@ TEST_F(PlaybackTest, FirstKeyFrameLeavesOtherSearchesAlone) {
     for (int chn : {3, 4}) r.record(chn, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:01:00"), rec::kTimed);
     mount();
     uint8_t channel3[2] = {0x08, 0};
-    RfsSearchParam p{};
-    p.search_type = 3;
-    p.chnCnt = 16;
+    RfsSearchParam p = day("2026-03-01");
     p.record_type = 0xFFFFFFFFull;
     p.chnBit = channel3;
-    p.start = dt(rec::t("2026-03-01 00:00:00"));
-    p.end = dt(rec::t("2026-03-01 23:59:59"));
     auto lookup = [](int chn) {
         void *buf = nullptr;
         int len = 0;
-        int rc = rfs_get_first_iframe(chn, dt(rec::t("2026-03-01 10:00:00")), dt(rec::t("2026-03-01 10:00:30")), &buf, &len);
+        int rc = first_iframe(chn, "10:00:00", "10:00:30", &buf, &len);
         std::free(buf);
         return rc;
     };

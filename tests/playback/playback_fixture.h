@@ -3,66 +3,15 @@
 // channel; read sessions take their events from that session's lists.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <functional>
 #include <memory>
-#include <string>
-#include <vector>
 
-#include "disk/registry.h"
-#include "disk_alias.h"
-#include "fault_storage.h"
-#include "frame/state.h"
-#include "frame/time.h"
-#include "posix_storage.h"
-#include "recorder.h"
-#include "rfs.h"
-#include "support/log_capture.h"
-#include "support/temp_dir.h"
+#include "search/search_fixture.h"
 
-inline RfsDateTime dt(rec::PackedTime t) {
-    RfsDateTime d{};
-    rfs::unpack_time(t, &d);
-    return d;
-}
 inline bool same_time(const RfsDateTime &a, const RfsDateTime &b) { return std::memcmp(&a, &b, 8) == 0; }
 
-// Runs a call and checks its result and, when given, a log line it wrote.
-struct Call {
-    const char *what;
-    std::function<int()> call;
-    int result;
-    const char *log = nullptr;
-};
-inline void expect_codes(const std::vector<Call> &calls) {
-    for (const Call &c : calls) {
-        SCOPED_TRACE(c.what);
-        LogCapture log;
-        EXPECT_EQ(c.call(), c.result);
-        if (c.log) {
-            EXPECT_TRUE(log.contains(c.log)) << c.log;
-        }
-    }
-}
-
-class PlaybackTest : public ::testing::Test {
+class PlaybackTest : public SearchTest {
   protected:
-    void SetUp() override {
-        rfs_host::clear_aliases();
-        rfs_host::fault_install(rfs_host::posix_ops());
-        rfs::g_max_part_file_nr = 0;
-        ASSERT_EQ(rfs_init(16, 1), 0);
-    }
-    void TearDown() override {
-        for (int rd = 0; rd < rfs::kReadSessions; ++rd) rfs_read_stop(rd);
-        if (handle_ >= 0) rfs_find_stop(uint32_t(handle_));
-        if (rfs::pg_disk_list[0]) rfs_remove_disk(0);
-        rfs_exit();
-        rfs_host::fault_clear_rules();
-        rfs_set_nas_mode(0);
-    }
+    PlaybackTest() { channels_ = 16; }
 
     // Starts a disk; record on it and then call mount().
     rec::Recorder &recorder(bool nas) {
@@ -70,23 +19,15 @@ class PlaybackTest : public ::testing::Test {
         rec::DiskShape shape;
         shape.nas = nas;
         shape.files_per_partition = 4;
-        rec_ = std::make_unique<rec::Recorder>(shape, dir_.file(nas ? "nas" : "disk.img"));
+        path_ = tmp_.file(nas ? "nas" : "disk.img");
+        rec_ = std::make_unique<rec::Recorder>(shape, path_);
         return *rec_;
     }
     void mount() {
         rec_->finish();
         rfs_set_nas_mode(nas_ ? 1 : 0);
-        std::string path = rfs_host::alias_disk(dir_.file(nas_ ? "nas" : "disk.img"));
-        ASSERT_EQ(rfs_add_disk(0, path.c_str(), 0, 0, nullptr), 0);
-        uint8_t channels[2] = {0xFF, 0xFF};
-        RfsSearchParam p{};
-        p.search_type = 3;
-        p.chnCnt = 16;
-        p.record_type = ~0ull;
-        p.start = dt(rec::t("2026-01-01 00:00:00"));
-        p.end = dt(rec::t("2026-12-31 23:59:59"));
-        p.chnBit = channels;
-        handle_ = rfs_find_start(&p, nullptr, 0);
+        ASSERT_EQ(rfs_add_disk(0, rfs_host::alias_disk(path_).c_str(), 0, 0, nullptr), 0);
+        handle_ = search(range("2026-01-01 00:00:00", "2026-12-31 23:59:59"));
         ASSERT_GE(handle_, 0);
     }
     // One recording of channel chn on a fresh raw disk, mounted; its first event.
@@ -139,7 +80,7 @@ class PlaybackTest : public ::testing::Test {
     }
 
     bool nas_ = false;
-    TempDir dir_;
+    std::string path_;
     std::unique_ptr<rec::Recorder> rec_;
     int handle_ = -1;
     std::vector<uint8_t> buf_ = std::vector<uint8_t>(65536);

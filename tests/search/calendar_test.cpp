@@ -1,32 +1,17 @@
 // Month calendars of recordings and pictures and the day timeline, against
 // what the recorder wrote, on raw and NAS disks; malformed PicMon_ blocks.
-#include <fstream>
-
 #include "disk/layout.h"
-#include "geometry.h"
 #include "frame/bytes.h"
+#include "geometry.h"
 #include "search_fixture.h"
 
 namespace {
 
-rec::DiskShape shape(bool nas) {
-    rec::DiskShape s;
-    s.nas = nas;
-    s.headers_only = true;
-    s.keep_truth = false;
-    return s;
-}
-
-void record(rec::Recorder &r, int c, const char *a, const char *b, uint64_t type) {
-    rec::RecordOptions o;
-    o.fps = 1;
-    r.record(c, at(a), at(b), type, o);
-}
-
 constexpr uint64_t kHigh = 1ull << 40;
 
 // Channel 3's recording starts on the last seconds of March; channel 7's
-// crosses midnight.
+// crosses midnight. Channel 4's day mask also sets bit 31, which names no
+// day; channel 6's stored end has hour 31.
 void months(rec::Recorder &r) {
     record(r, 0, "2024-02-29 10:00:00", "2024-02-29 10:00:10", rec::kTimed);
     record(r, 1, "2026-02-28 09:00:00", "2026-02-28 09:00:10", rec::kMotion);
@@ -34,6 +19,17 @@ void months(rec::Recorder &r) {
     record(r, 3, "2026-03-31 23:59:50", "2026-04-01 00:00:10", rec::kTimed);
     record(r, 5, "2026-03-15 09:10:00", "2026-03-15 10:05:00", kHigh | rec::kAlarm);
     record(r, 7, "2026-03-14 23:50:00", "2026-03-15 00:20:00", rec::kMotion);
+    record(r, 4, "2026-03-10 10:00:00", "2026-03-10 10:00:10", rec::kTimed);
+    const rec::EventTruth &four = r.events().back();
+    std::vector<uint8_t> word(4);
+    rfs::store_le32(word.data(), 1u << 31 | 1u << 9);
+    for (int k = 0; k < 4; ++k)
+        r.damage_index_copy(four.partition, k, rec::kFileTableOffset + rfs::index_file_info::kSize * (four.file_no - 1) + rfs::index_file_info::kDayMap, word);
+    record(r, 6, "2026-03-20 10:00:00", "2026-03-20 10:00:10", rec::kTimed);
+    const rec::EventTruth &six = r.events().back();
+    const rec::Geometry &g = r.geometry();
+    rfs::store_le32(word.data(), at("2026-03-20 00:00:00") | 31u << 12);
+    r.damage_index_copy(0, 0, g.event_area_off + g.event_table_size * (six.file_no - 1) + 64 * (six.event_no - 1) + 40, word);
 }
 
 // The recorder's day map repeats words 0..31 in 32..63 and puts bit 31 and
@@ -45,37 +41,20 @@ constexpr uint64_t mask(uint64_t type) {
     return type >> 31 ? m | 1ull << 31 | 1ull << 63 : m;
 }
 
-void poke(const std::string &file, uint64_t off, uint32_t value) {
-    uint8_t b[4];
-    rfs::store_le32(b, value);
-    std::fstream io(file, std::ios::binary | std::ios::in | std::ios::out);
-    io.seekp(std::streamoff(off));
-    io.write(reinterpret_cast<const char *>(b), 4);
-}
-
 } // namespace
 
 class CalendarTest : public SearchTest, public ::testing::WithParamInterface<bool> {
   protected:
-    RfsSearchParam month(const std::string &yyyy_mm, uint8_t data_type = 0) {
-        RfsSearchParam p = day(yyyy_mm.substr(0, 5) + "01-01", 0);
-        p.data_type = data_type;
-        p.start.month = uint8_t(std::stoi(yyyy_mm.substr(5))); // month 13 too
-        return p;
-    }
-    RfsMonthResult calendar(RfsSearchParam p) {
-        RfsMonthResult m;
-        std::memset(&m, 0xAB, sizeof m); // the calendar clears it
-        EXPECT_EQ(rfs_find_start(&p, &m, 0), RFS_NO_SESSION_HANDLE);
-        return m;
+    void mount_months() {
+        make_disk(headers_only(1, GetParam()), months, "a");
+        rfs_set_nas_mode(GetParam());
+        mount(0, "a");
     }
 };
 INSTANTIATE_TEST_SUITE_P(RawAndNas, CalendarTest, ::testing::Bool());
 
 TEST_P(CalendarTest, RecordDaysByTypeAndChannel) {
-    make_disk(shape(GetParam()), months, "a");
-    rfs_set_nas_mode(GetParam());
-    mount(0, "a");
+    mount_months();
     static uint8_t only_7[1] = {0x80};
     // (month, record_type, channels, day entry -> types, channel -> day bits)
     struct Case {
@@ -90,8 +69,8 @@ TEST_P(CalendarTest, RecordDaysByTypeAndChannel) {
         // channel 3's file started in March: April shows only channel 2
         {"2026-04", ~0ull, nullptr, {{29, mask(rec::kAlarm)}}, {{2, 1u << 30}}},
         {"2026-03", ~0ull, nullptr,
-         {{13, mask(rec::kMotion)}, {14, mask(kHigh | rec::kAlarm)}, {30, mask(rec::kTimed)}},
-         {{3, 1u << 31}, {5, 1u << 15}, {7, 1u << 14}}},
+         {{9, mask(rec::kTimed)}, {13, mask(rec::kMotion)}, {14, mask(kHigh | rec::kAlarm)}, {19, mask(rec::kTimed)}, {30, mask(rec::kTimed)}},
+         {{3, 1u << 31}, {4, 1u << 10}, {5, 1u << 15}, {6, 1u << 20}, {7, 1u << 14}}},
         // bit 1 admits types 1 and 33; bits 31 and 33 admit types 31 and 63
         {"2026-03", rec::kMotion, nullptr, {{13, mask(rec::kMotion)}}, {{7, 1u << 14}}},
         {"2026-03", 1ull << 33, nullptr, {{14, mask(kHigh)}}, {{5, 1u << 15}}},
@@ -102,74 +81,39 @@ TEST_P(CalendarTest, RecordDaysByTypeAndChannel) {
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::Message() << c.month << " " << std::hex << c.types);
-        RfsSearchParam p = month(c.month);
+        RfsSearchParam p = month(c.month, 0);
         p.record_type = c.types;
         if (c.channels) p.chnBit = c.channels;
         testing::internal::CaptureStdout();
         RfsMonthResult m = calendar(p);
-        std::string printed = testing::internal::GetCapturedStdout();
-        EXPECT_EQ(printed.find("err, invalid month!") != std::string::npos, c.days.empty());
+        EXPECT_EQ(testing::internal::GetCapturedStdout().find("err, invalid month!") != std::string::npos, c.days.empty());
         for (int d = 0; d < 31; ++d) EXPECT_EQ(m.day_types[d], c.days.count(d) ? c.days.at(d) : 0) << d;
         for (int ch = 0; ch < 512; ++ch)
             EXPECT_EQ(m.channel_days[ch], c.channel_days.count(ch) ? c.channel_days.at(ch) : 0) << ch;
     }
-    RfsSearchParam p = month("2026-03");
+    RfsSearchParam p = month("2026-03", 0);
     EXPECT_EQ(rfs_find_start(&p, nullptr, 0), RFS_ERR_NULL);
 }
 
-// Bit 31 of a file's day mask names no day: it marks nothing, and nothing
-// past the 31 day entries (the channel words follow them in the result).
-TEST_P(CalendarTest, DayMaskBit31MarksNothing) {
-    make_disk(shape(GetParam()), [](rec::Recorder &r) {
-        rec::RecordOptions o;
-        o.fps = 1;
-        const rec::EventTruth &e = *r.record(4, at("2026-03-10 10:00:00"), at("2026-03-10 10:00:10"), rec::kTimed, o)[0];
-        std::vector<uint8_t> word(4);
-        rfs::store_le32(word.data(), 1u << 31 | 1u << 9);
-        for (int k = 0; k < 4; ++k)
-            r.damage_index_copy(e.partition, k, rec::kFileTableOffset + rfs::index_file_info::kSize * (e.file_no - 1) + rfs::index_file_info::kDayMap, word);
-    }, "a");
-    rfs_set_nas_mode(GetParam());
-    mount(0, "a");
-    RfsMonthResult m = calendar(month("2026-03"));
-    EXPECT_EQ(m.day_types[9] & 1, 1u);
-    EXPECT_EQ(m.channel_days[4], 1u << 10);
-    EXPECT_EQ(m.channel_days[0] | m.channel_days[1], 0u);
-}
-
 // Slots of a half hour by hour and minute only; events are clipped to the
-// day; the host's buffer is never cleared, so two days accumulate.
+// day; the host's buffer is never cleared, so two days accumulate. A stored
+// end at hour 31, inside a range of two days, ends at the last slot.
 TEST_P(CalendarTest, TimelineClipsAndAccumulates) {
-    make_disk(shape(GetParam()), months, "a");
-    rfs_set_nas_mode(GetParam());
-    mount(0, "a");
-    RfsDaySlots slots{};
-    RfsSearchParam p = day("2026-03-14", 1);
-    ASSERT_EQ(rfs_find_start(&p, &slots, 0), RFS_NO_SESSION_HANDLE);
-    std::map<int, uint32_t> want = {{47, uint32_t(rec::kMotion)}};
-    for (int s = 0; s < 48; ++s) EXPECT_EQ(slots.slot[s], want.count(s) ? want[s] : 0u) << s;
-    p = day("2026-03-15", 1);
-    ASSERT_EQ(rfs_find_start(&p, &slots, 0), RFS_NO_SESSION_HANDLE);
-    // 09:10 to 10:05 touches slots 18, 19 and 20; only the low type word counts
-    want = {{0, uint32_t(rec::kMotion)}, {18, uint32_t(rec::kAlarm)}, {19, uint32_t(rec::kAlarm)},
-            {20, uint32_t(rec::kAlarm)}, {47, uint32_t(rec::kMotion)}};
-    for (int s = 0; s < 48; ++s) EXPECT_EQ(slots.slot[s], want.count(s) ? want[s] : 0u) << s;
-
-    // A stored end at hour 31, inside a range of two days, ends at the last slot.
-    make_disk(shape(GetParam()), [](rec::Recorder &r) {
-        rec::RecordOptions o;
-        o.fps = 1;
-        const rec::EventTruth &e = *r.record(6, at("2026-03-20 10:00:00"), at("2026-03-20 10:00:10"), rec::kTimed, o)[0];
-        const rec::Geometry &g = r.geometry();
-        std::vector<uint8_t> end(4);
-        rfs::store_le32(end.data(), at("2026-03-20 00:00:00") | 31u << 12);
-        r.damage_index_copy(0, 0, g.event_area_off + g.event_table_size * (e.file_no - 1) + 64 * (e.event_no - 1) + 40, end);
-    }, "damaged");
-    mount(1, "damaged");
+    mount_months();
     struct { RfsDaySlots slots; uint32_t guard[16]; } out{};
-    p = range("2026-03-20 00:00:00", "2026-03-21 00:00:00", 1);
-    ASSERT_EQ(rfs_find_start(&p, &out.slots, 0), RFS_NO_SESSION_HANDLE);
-    for (int s = 0; s < 48; ++s) EXPECT_EQ(out.slots.slot[s], s >= 20 ? uint32_t(rec::kTimed) : 0u) << s;
+    // 09:10 to 10:05 touches slots 18, 19 and 20; only the low type word counts
+    struct Case { RfsSearchParam p; std::map<int, uint32_t> slots; } cases[] = {
+        {day("2026-03-14", 1), {{47, uint32_t(rec::kMotion)}}},
+        {day("2026-03-15", 1), {{0, uint32_t(rec::kMotion)}, {18, uint32_t(rec::kAlarm)}, {19, uint32_t(rec::kAlarm)},
+                                {20, uint32_t(rec::kAlarm)}, {47, uint32_t(rec::kMotion)}}},
+        {range("2026-03-20 00:00:00", "2026-03-21 00:00:00", 1), {}},
+    };
+    for (int s = 20; s < 48; ++s) cases[2].slots[s] = uint32_t(rec::kTimed);
+    for (Case &c : cases) {
+        if (&c == &cases[2]) out = {};
+        ASSERT_EQ(rfs_find_start(&c.p, &out.slots, 0), RFS_NO_SESSION_HANDLE);
+        for (int s = 0; s < 48; ++s) EXPECT_EQ(out.slots.slot[s], c.slots.count(s) ? c.slots[s] : 0u) << s;
+    }
     for (uint32_t g : out.guard) EXPECT_EQ(g, 0u);
 }
 
@@ -189,7 +133,7 @@ TEST_P(CalendarTest, PictureDaysAndMonthLengths) {
         SCOPED_TRACE(testing::Message() << c.month << " " << c.marked);
         std::string name = "p" + std::to_string(n++), first = std::string(c.month) + "-01 12:00:00";
         rec::PictureTruth b{};
-        const Disk &d = make_disk(shape(GetParam()), [&](rec::Recorder &r) {
+        const Disk &d = make_disk(headers_only(1, GetParam()), [&](rec::Recorder &r) {
             for (int day = 1; day <= c.marked; ++day) r.snapshot(2, rec::add_seconds(at(first), 86400 * (day - 1)), 100);
             r.close_picture_file();
             r.snapshot(3, at(first), 100);
@@ -211,9 +155,9 @@ TEST_P(CalendarTest, PictureDaysAndMonthLengths) {
 // A PicMon_ table longer than one 512 KiB buffer is read on in the next one;
 // a block whose offset, entry size or count leaves its buffer is refused
 // (or bounded) without reading outside it.
-TEST_F(CalendarTest, PictureMonthTableAcrossBuffersAndMalformedBlocks) {
+TEST_F(SearchTest, PictureMonthTableAcrossBuffersAndMalformedBlocks) {
     constexpr int kPictures = 33000; // the first buffer holds 32510 entries
-    const Disk &d = make_disk(shape(false), [](rec::Recorder &r) {
+    const Disk &d = make_disk(headers_only(1), [](rec::Recorder &r) {
         for (int i = 0; i < kPictures; ++i) {
             const char *day = i < 32600 ? "2026-03-03 00:00:00" : i < kPictures - 2 ? "2026-03-09 00:00:00" : "2026-03-12 00:00:00";
             r.snapshot(1, rec::add_seconds(at(day), i % 3600), 1);
@@ -223,27 +167,18 @@ TEST_F(CalendarTest, PictureMonthTableAcrossBuffersAndMalformedBlocks) {
     struct Case { uint32_t field, value; std::vector<int> days; bool refused; } cases[] = {
         {0, 0, {3, 9, 12}, false},           // as the recorder wrote it
         {12, 0xFFFFFFFF, {3, 9, 12}, false}, // a count beyond the table: 16 buffers at most
-        {24, 0x800, {}, true},           // table before the block
-        {24, 0x90000, {}, true},         // table beyond the first buffer
-        {28, 2, {}, true},               // entries too small for a date
-        {28, 0x80001, {}, true},         // one entry larger than a buffer
+        {24, 0x800, {}, true},               // table before the block
+        {24, 0x90000, {}, true},             // table beyond the first buffer
+        {28, 2, {}, true},                   // entries too small for a date
+        {28, 0x80001, {}, true},             // one entry larger than a buffer
     };
-    uint32_t stored = 0;
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::Message() << c.field << " " << c.value);
-        if (c.field) {
-            std::ifstream in(tmp_.file("big"), std::ios::binary);
-            in.seekg(std::streamoff(block + c.field));
-            uint8_t b[4];
-            in.read(reinterpret_cast<char *>(b), 4);
-            stored = rfs::load_le32(b);
-            poke(tmp_.file("big"), block + c.field, c.value);
-        }
+        uint32_t stored = c.field ? poke(tmp_.file("big"), block + c.field, c.value) : 0;
         mount(0, "big");
         log_.clear();
         RfsMonthResult m = calendar(month("2026-03", 1));
-        for (int e = 0; e < 31; ++e)
-            EXPECT_EQ(m.day_types[e], std::count(c.days.begin(), c.days.end(), e) ? 1u : 0u) << e;
+        for (int e = 0; e < 31; ++e) EXPECT_EQ(m.day_types[e], std::count(c.days.begin(), c.days.end(), e) ? 1u : 0u) << e;
         EXPECT_EQ(log_.contains("pic_mon_offset="), c.refused);
         rfs_remove_disk(0);
         if (c.field) poke(tmp_.file("big"), block + c.field, stored);

@@ -1,10 +1,6 @@
 // Label searches, the label month map and the label head of a mount, against
 // what the recorder wrote in both halves of the label area, on raw and NAS
 // disks; label areas that cannot be read or lack their end record.
-#include <cstring>
-#include <fstream>
-
-#include "frame/bytes.h"
 #include "search_fixture.h"
 
 namespace {
@@ -120,12 +116,9 @@ TEST_P(LabelTest, MonthMapMarksDaysWithValidLabels) {
     mount(0, "a");
     static uint8_t chn_2[1] = {0x04};
     for (uint8_t *channels : {(uint8_t *)nullptr, chn_2}) {
-        RfsSearchParam p = march(0);
-        p.data_type = 2;
+        RfsSearchParam p = month("2026-03", 2);
         if (channels) p.chnBit = channels;
-        RfsMonthResult m;
-        std::memset(&m, 0xAB, sizeof m);
-        ASSERT_EQ(rfs_find_start(&p, &m, 0), RFS_NO_SESSION_HANDLE);
+        RfsMonthResult m = calendar(p);
         std::vector<int> days = channels ? std::vector<int>{0} : std::vector<int>{0, 2, 3};
         for (int d = 0; d < 31; ++d) EXPECT_EQ(m.day_types[d], std::count(days.begin(), days.end(), d) ? 1u : 0u) << d;
         for (uint32_t c : m.channel_days) EXPECT_EQ(c, 0u);
@@ -136,8 +129,7 @@ TEST_P(LabelTest, UnreadableAreasAndMissingEndRecord) {
     using rfs_host::FaultOp;
     RfsSearchParam p = march();
     RfsMonthResult m{};
-    RfsSearchParam month = march(0);
-    month.data_type = 2;
+    RfsSearchParam label_month = month("2026-03", 2);
     // A head that cannot be read: the disk mounts, its labels search as empty.
     rfs_host::fault_add({.file = file_, .from = area_, .to = area_ + 1});
     mount(0, "a");
@@ -145,7 +137,7 @@ TEST_P(LabelTest, UnreadableAreasAndMissingEndRecord) {
     EXPECT_EQ(rfs::pg_disk_list[0]->label_head.presence(), 0u);
     EXPECT_EQ(rfs_find_label_start(&p, ""), 0);
     EXPECT_EQ(listed_labels(), (std::map<int, std::vector<int>>{}));
-    EXPECT_EQ(rfs_find_start(&month, &m, 0), RFS_NO_SESSION_HANDLE);
+    calendar(label_month);
     rfs_host::fault_clear_rules();
     mount(0, "a");
     struct Case { rfs_host::FaultRule rule; const char *search_line, *month_line; } cases[] = {
@@ -157,18 +149,15 @@ TEST_P(LabelTest, UnreadableAreasAndMissingEndRecord) {
         rfs_host::fault_add(c.rule);
         log_.clear();
         EXPECT_EQ(rfs_find_label_start(&p, ""), -1);
-        EXPECT_EQ(rfs_find_start(&month, &m, 0), -1);
+        EXPECT_EQ(rfs_find_start(&label_month, &m, 0), -1);
         EXPECT_TRUE(log_.contains(c.search_line));
         EXPECT_TRUE(log_.contains(c.month_line));
         rfs_host::fault_clear_rules();
     }
     // No Lend record, and a stored end-record number beyond the area.
     const std::string path = GetParam() ? tmp_.file("a") + "/label0" : tmp_.file("a");
-    uint8_t zero[4] = {}, beyond[4] = {0xFF, 0xFF, 0xFF, 0xFF};
-    std::fstream io(path, std::ios::binary | std::ios::in | std::ios::out);
-    io.seekp(area_ + 0x400 + 64 * 16387).write(reinterpret_cast<char *>(zero), 4);
-    io.seekp(area_ + 8).write(reinterpret_cast<char *>(beyond), 4);
-    io.close();
+    poke(path, uint64_t(area_) + 0x400 + 64 * 16387, 0);
+    poke(path, uint64_t(area_) + 8, 0xFFFFFFFF);
     mount(0, "a");
     EXPECT_TRUE(log_.contains("no Lend record in label area, end record:4294967295"));
     EXPECT_EQ(rfs::pg_disk_list[0]->label_head.end_record(), 32767u);
@@ -181,13 +170,11 @@ TEST_F(SearchTest, LabelCallErrorsAndDisksWithoutLabels) {
     s.labels = false;
     make_disk(s, [](rec::Recorder &) {}, "plain");
     mount(0, "plain");
-    RfsSearchParam p = day("2026-03-01");
-    EXPECT_EQ(rfs_find_label_start(&p, ""), 0);
-    EXPECT_TRUE(log_.contains("disk 0 not formart to support label!!!"));
+    RfsSearchParam p = day("2026-03-01"), no_channels = p;
+    no_channels.chnBit = nullptr;
     RfsLabelList l{};
-    for (int chn : {-1, kChannels}) EXPECT_EQ(rfs_get_label(chn, &l), -1);
-    EXPECT_TRUE(log_.contains("chn error"));
-    p.chnBit = nullptr;
-    EXPECT_EQ(rfs_find_label_start(&p, ""), -1);
-    EXPECT_TRUE(log_.contains("chnbit error"));
+    expect_codes({{"a disk without labels", [&] { return rfs_find_label_start(&p, ""); }, 0, "disk 0 not formart to support label!!!"},
+                  {"channel -1", [&] { return rfs_get_label(-1, &l); }, -1, "chn error"},
+                  {"channel 8", [&] { return rfs_get_label(kChannels, &l); }, -1, "chn error"},
+                  {"no channels", [&] { return rfs_find_label_start(&no_channels, ""); }, -1, "chnbit error"}});
 }

@@ -1,11 +1,13 @@
 // Recorder-made disks mounted through the public calls on POSIX storage behind
-// the counting wrapper, a request builder, and what a search should return
-// according to the recorder.
+// the counting wrapper, request builders, what a search should return
+// according to the recorder, and a table runner for calls and their codes.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
+#include <fstream>
 #include <functional>
 #include <iterator>
 #include <map>
@@ -28,6 +30,47 @@
 constexpr int kChannels = 8;
 
 inline rec::PackedTime at(const std::string &text) { return rec::t(text); }
+inline RfsDateTime dt(rec::PackedTime t) {
+    RfsDateTime d{};
+    rfs::unpack_time(t, &d);
+    return d;
+}
+
+// A disk of index and frame headers only: enough for every search.
+inline rec::DiskShape headers_only(int partitions, bool nas = false, int files = 16) {
+    rec::DiskShape s;
+    s.partitions = partitions;
+    s.files_per_partition = files;
+    s.nas = nas;
+    s.headers_only = true;
+    s.keep_truth = false;
+    return s;
+}
+// One recording at one frame a second.
+inline void record(rec::Recorder &r, int c, const char *from, const char *to, uint64_t type, uint8_t skip = 0) {
+    rec::RecordOptions o;
+    o.fps = 1;
+    o.skip_flag = skip;
+    r.record(c, at(from), at(to), type, o);
+}
+// Writes the low `bytes` bytes of value little-endian at `off` of a file;
+// returns what they held.
+inline uint32_t poke(const std::string &file, uint64_t off, uint32_t value, int bytes = 4) {
+    uint8_t b[4] = {}, old[4] = {};
+    std::fstream io(file, std::ios::binary | std::ios::in | std::ios::out);
+    io.seekg(std::streamoff(off)).read(reinterpret_cast<char *>(old), bytes);
+    for (int i = 0; i < bytes; ++i) b[i] = uint8_t(value >> (8 * i));
+    io.seekp(std::streamoff(off)).write(reinterpret_cast<const char *>(b), bytes);
+    return old[0] | old[1] << 8 | old[2] << 16 | uint32_t(old[3]) << 24;
+}
+
+// A call, its result and, when given, a log line it writes.
+struct Call {
+    const char *what;
+    std::function<int()> call;
+    int result;
+    const char *log = nullptr;
+};
 
 // A listed event: disk, partition, file, event, channel, start, end.
 using Found = std::tuple<int, int, int, int, int, uint32_t, uint32_t>;
@@ -55,9 +98,10 @@ class SearchTest : public ::testing::Test {
         rfs_host::fault_install(rfs_host::posix_ops());
         rfs::g_event_index_size = 0;
         rfs::g_max_part_file_nr = 0;
-        ASSERT_EQ(rfs_init(kChannels, 1), 0);
+        ASSERT_EQ(rfs_init(channels_, 1), 0);
     }
     void TearDown() override {
+        for (int rd = 0; rd < rfs::kReadSessions; ++rd) rfs_read_stop(rd);
         for (uint32_t h = 0; h < 64; ++h) rfs_find_stop(h);
         rfs_find_label_stop();
         for (int id = 0; id < rfs::kMaxDisks; ++id)
@@ -87,15 +131,39 @@ class SearchTest : public ::testing::Test {
     RfsSearchParam range(const std::string &from, const std::string &to, uint8_t type = 3) {
         RfsSearchParam p{};
         p.search_type = type;
-        p.chnCnt = kChannels;
+        p.chnCnt = channels_;
         p.record_type = ~0ull;
         p.chnBit = every_.data();
-        rfs::unpack_time(at(from), &p.start);
-        rfs::unpack_time(at(to), &p.end);
+        p.start = dt(at(from));
+        p.end = dt(at(to));
         return p;
     }
     RfsSearchParam day(const std::string &date, uint8_t type = 3) {
         return range(date + " 00:00:00", date + " 23:59:59", type);
+    }
+    // The month of "YYYY-MM" (month 13 too) for the calendars.
+    RfsSearchParam month(const std::string &yyyy_mm, uint8_t data_type) {
+        RfsSearchParam p = day(yyyy_mm.substr(0, 5) + "01-01", 0);
+        p.data_type = data_type;
+        p.start.month = uint8_t(std::stoi(yyyy_mm.substr(5)));
+        return p;
+    }
+    RfsMonthResult calendar(RfsSearchParam p) {
+        RfsMonthResult m;
+        std::memset(&m, 0xAB, sizeof m); // the calendar clears it
+        EXPECT_EQ(rfs_find_start(&p, &m, 0), RFS_NO_SESSION_HANDLE);
+        return m;
+    }
+    void expect_codes(const std::vector<Call> &calls) {
+        for (const Call &c : calls) {
+            SCOPED_TRACE(c.what);
+            const size_t before = log_.lines().size();
+            EXPECT_EQ(c.call(), c.result);
+            const std::vector<std::string> m = log_.messages();
+            EXPECT_TRUE(!c.log || std::any_of(m.begin() + long(before), m.end(), [&](const std::string &line) {
+                            return line.find(c.log) != std::string::npos;
+                        })) << c.log;
+        }
     }
     int search(RfsSearchParam p, RfsEventList *merged = nullptr, int32_t num = 0) {
         RfsEventList ignored{};
@@ -136,13 +204,14 @@ class SearchTest : public ::testing::Test {
         return out;
     }
     // Every channel's list, by start then channel.
-    static std::vector<Found> all_listed(int h) {
+    std::vector<Found> all_listed(int h) const {
         std::vector<Found> out;
-        for (int c = 0; c < kChannels; ++c) std::ranges::copy(listed(h, c), std::back_inserter(out));
+        for (int c = 0; c < channels_; ++c) std::ranges::copy(listed(h, c), std::back_inserter(out));
         by_start_then_channel(out);
         return out;
     }
 
+    int channels_ = kChannels; // what rfs_init is given
     TempDir tmp_;
     LogCapture log_;
     std::map<std::string, Disk> disks_; // truth_ points into it
