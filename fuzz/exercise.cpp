@@ -4,20 +4,16 @@
 #include <cstdlib>
 #include <vector>
 
-#include "rfs.h"
+#include "frame/time.h"
 
 namespace {
 
 constexpr int kChannels = 16;
+uint8_t g_every_channel[kChannels / 8] = {0xFF, 0xFF};
 constexpr int kBufferSize = 256 * 1024; // a multiple of 4096, larger than any test frame
 
 RfsDateTime at(uint16_t year, uint8_t month, uint8_t day, uint8_t hour, uint8_t minute, uint8_t second) {
     return RfsDateTime{0, second, minute, hour, day, month, year};
-}
-
-uint32_t packed(const RfsDateTime &t) {
-    return uint32_t(t.year) << 26 | uint32_t(t.month) << 22 | uint32_t(t.day) << 17 |
-           uint32_t(t.hour) << 12 | uint32_t(t.minute) << 6 | t.second;
 }
 
 struct Run {
@@ -25,22 +21,13 @@ struct Run {
     const ExerciseLimits &limits;
     ExerciseResult result;
     std::vector<uint8_t> buf = std::vector<uint8_t>(kBufferSize);
-    uint8_t channels[kChannels / 8] = {0xFF, 0xFF};
     uint8_t motion_mask[72]; // every cell
     // The span of the events found; the whole packed-time range until then.
     RfsDateTime first = at(0, 1, 1, 0, 0, 0), last = at(63, 12, 31, 23, 59, 59);
     bool found_any = false;
 
     RfsSearchParam param(uint8_t data_type, uint8_t search_type) {
-        RfsSearchParam p{};
-        p.data_type = data_type;
-        p.search_type = search_type;
-        p.chnCnt = kChannels;
-        p.record_type = ~0ull;
-        p.start = first;
-        p.end = last;
-        p.chnBit = channels;
-        return p;
+        return search_everything(data_type, search_type, first, last);
     }
 
     // Counts a delivery and reads the time in the frame header it starts with.
@@ -71,17 +58,6 @@ void step_kframes(Run &run, int rd) {
     run.delivered(rfs_get_current_kframe(rd, buf, kBufferSize, &skip, &t), skip);
 }
 
-RfsEventKey key_of(const RfsEvent &ev) {
-    RfsEventKey key{};
-    key.event_no = ev.event_id;
-    key.file_no = uint16_t(ev.record_id);
-    key.partition = uint8_t(ev.record_id >> 16);
-    key.disk = uint8_t(ev.record_id >> 24);
-    key.start = ev.start;
-    key.end = ev.end;
-    return key;
-}
-
 void read_motion_and_first_kframe(Run &run, const RfsEvent &ev) {
     MoareaResult moarea{};
     rfs_read_moarea(run.motion_mask, &ev, 1, &moarea);
@@ -103,7 +79,7 @@ void read_event(Run &run, const RfsEvent &ev) {
         step_kframes(run, rd);
     }
     if (rfs_tseek(rd, &ev.end, 0, 0, &ev, 0) == 0) read_stream(run, rd);
-    RfsEventKey key = key_of(ev);
+    RfsEventKey key = event_key(ev);
     if (rfs_tseek_for_index(rd, &ev.start, 1, 0, &key) == 0) {
         read_stream(run, rd);
         step_kframes(run, rd);
@@ -145,8 +121,8 @@ void note_span(Run &run, uint32_t h) {
         run.result.events_found += std::max(list.count, 0);
         for (int i = 0; i < list.count; ++i) {
             const RfsEvent &ev = list.list[i];
-            if (!run.found_any || packed(ev.start) < packed(run.first)) run.first = ev.start;
-            if (!run.found_any || packed(ev.end) > packed(run.last)) run.last = ev.end;
+            if (!run.found_any || rfs::pack_time(ev.start) < rfs::pack_time(run.first)) run.first = ev.start;
+            if (!run.found_any || rfs::pack_time(ev.end) > rfs::pack_time(run.last)) run.last = ev.end;
             run.found_any = true;
         }
     }
@@ -243,17 +219,42 @@ void mounted_disk(Run &run) {
 
 } // namespace
 
+RfsSearchParam search_everything(uint8_t data_type, uint8_t search_type, RfsDateTime start, RfsDateTime end) {
+    RfsSearchParam p{};
+    p.data_type = data_type;
+    p.search_type = search_type;
+    p.chnCnt = kChannels;
+    p.record_type = ~0ull;
+    p.start = start;
+    p.end = end;
+    p.chnBit = g_every_channel;
+    return p;
+}
+
+RfsEventKey event_key(const RfsEvent &ev) {
+    RfsEventKey key{};
+    key.event_no = ev.event_id;
+    key.file_no = uint16_t(ev.record_id);
+    key.partition = uint8_t(ev.record_id >> 16);
+    key.disk = uint8_t(ev.record_id >> 24);
+    key.start = ev.start;
+    key.end = ev.end;
+    return key;
+}
+
+void reset_library() {
+    for (uint32_t h = 0; h < 64; ++h) rfs_find_stop(h);
+    for (int rd = 0; rd < 64; ++rd) rfs_read_stop(rd);
+    for (int id = 0; id < 32; ++id) rfs_remove_disk(id);
+    rfs_exit();
+}
+
 ExerciseResult exercise_disk(const char *path, const ExerciseLimits &limits) {
     Run run(limits);
     rfs_init(kChannels, 1);
     rfs_format_is_valid(path);
     run.result.mount = rfs_add_disk(0, path, 0, 0, nullptr);
     if (run.result.mount == 0) mounted_disk(run);
-    // Stopping every session also ends the one the first-key-frame lookup
-    // keeps open between calls.
-    for (uint32_t h = 0; h < 64; ++h) rfs_find_stop(h);
-    for (int rd = 0; rd < 64; ++rd) rfs_read_stop(rd);
-    rfs_remove_disk(0);
-    rfs_exit();
+    reset_library(); // stopping every session also ends the first-key-frame lookup's
     return run.result;
 }

@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+#include "rfs.h"
+
 struct ExerciseLimits {
     int events = 12;          // events read per search
     int reads_per_event = 16; // rfs_read calls per seek
@@ -27,3 +29,10 @@ struct ExerciseResult {
 // Needs the storage operations installed and the storage mode set. Calls
 // rfs_init first and rfs_exit last; the disk is mounted in slot 0.
 ExerciseResult exercise_disk(const char *path, const ExerciseLimits &limits = {});
+
+// Every channel the exercise mounts for, every record type, from `start` to `end`.
+RfsSearchParam search_everything(uint8_t data_type, uint8_t search_type, RfsDateTime start, RfsDateTime end);
+// The key that finds `ev` again by where its index entry lies.
+RfsEventKey event_key(const RfsEvent &ev);
+// Back to the state at load: no session, no disk, not initialised.
+void reset_library();

@@ -5,34 +5,24 @@
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
+#include <cstring>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
 #include "exercise.h"
 #include "fault_storage.h"
 #include "memory_storage.h"
-#include "rfs.h"
 #include "sample_disk.h"
 
 constexpr int kChannels = 16;
-
-// Back to the state at load: no session, no disk, not initialised.
-inline void reset_library() {
-    for (uint32_t h = 0; h < 64; ++h) rfs_find_stop(h);
-    for (int rd = 0; rd < 64; ++rd) rfs_read_stop(rd);
-    for (int id = 0; id < 32; ++id) rfs_remove_disk(id);
-    rfs_exit();
-}
 
 // `files` as the disk's storage, behind the wrapper (no rules, counts at 0),
 // in the disk's storage mode; the library not initialised.
@@ -46,16 +36,8 @@ inline void start(const SampleDisk &disk, const rfs_host::MemoryFiles &files) {
 
 // Every channel, every record type, all of 2026.
 inline RfsSearchParam whole_year(uint8_t data_type, uint8_t search_type) {
-    static uint8_t channels[kChannels / 8] = {0xFF, 0xFF};
-    RfsSearchParam p{};
-    p.data_type = data_type;
-    p.search_type = search_type;
-    p.chnCnt = kChannels;
-    p.record_type = ~0ull;
-    p.start = RfsDateTime{0, 0, 0, 0, 1, 1, 26};
-    p.end = RfsDateTime{0, 59, 59, 23, 31, 12, 26};
-    p.chnBit = channels;
-    return p;
+    return search_everything(data_type, search_type, RfsDateTime{0, 0, 0, 0, 1, 1, 26},
+                             RfsDateTime{0, 59, 59, 23, 31, 12, 26});
 }
 
 // (record_id, event, channel, start day-second, end day-second)
@@ -64,14 +46,13 @@ using Listed = std::tuple<uint32_t, int, int, int, int>;
 // What the per-channel lists of search `h` hold.
 inline std::vector<Listed> listed_events(uint32_t h) {
     std::vector<Listed> out;
+    auto second = [](const RfsDateTime &t) { return t.hour * 3600 + t.minute * 60 + t.second; };
     for (int chn = 0; chn < kChannels; ++chn) {
         RfsEventList l{};
         rfs_get_event(h, chn, &l);
-        for (int i = 0; i < l.count; ++i) {
-            const RfsEvent &e = l.list[i];
-            out.emplace_back(e.record_id, e.event_id, e.chn, e.start.hour * 3600 + e.start.minute * 60 + e.start.second,
-                             e.end.hour * 3600 + e.end.minute * 60 + e.end.second);
-        }
+        for (int i = 0; i < l.count; ++i)
+            out.emplace_back(l.list[i].record_id, l.list[i].event_id, l.list[i].chn, second(l.list[i].start),
+                             second(l.list[i].end));
     }
     return out;
 }
@@ -80,8 +61,7 @@ inline std::vector<Listed> listed_events(uint32_t h) {
 inline std::vector<Listed> listed_events() {
     RfsSearchParam p = whole_year(0, 3);
     int h = rfs_find_start(&p, nullptr, 0);
-    if (h < 0) return {};
-    std::vector<Listed> out = listed_events(uint32_t(h));
+    std::vector<Listed> out = h < 0 ? std::vector<Listed>{} : listed_events(uint32_t(h));
     rfs_find_stop(uint32_t(h));
     return out;
 }
@@ -127,33 +107,36 @@ inline uint64_t max_written(const SampleDisk &disk, const BlockLayout &l) {
     return (inside ? 2 * l.copy_size : 0) + (1 << 20);
 }
 
-// Ends the test program when a run takes longer than `seconds`: a hang must
-// fail, and say which run it was.
-class Deadline {
-  public:
-    Deadline(int seconds, std::string what)
-        : watch_([this, seconds, what = std::move(what)] {
-              std::unique_lock<std::mutex> lock(mutex_);
-              if (!done_cv_.wait_for(lock, std::chrono::seconds(seconds), [this] { return done_; })) {
-                  std::fprintf(stderr, "hang: %s took more than %d s\n", what.c_str(), seconds);
-                  std::abort();
-              }
-          }) {}
-    ~Deadline() {
-        {
-            std::lock_guard<std::mutex> lock(mutex_);
-            done_ = true;
-        }
-        done_cv_.notify_one();
-        watch_.join();
-    }
+// Whether the library wrote only where it may (nowhere unless `may_write`)
+// since the disk held `before`, and no more than it may.
+inline void expect_writes_in_index(const SampleDisk &disk, const BlockLayout &layout,
+                                   const rfs_host::MemoryFiles &before, bool may_write) {
+    bool repair = &disk == &sample_disk(SampleKind::power_cut);
+    EXPECT_LE(rfs_host::fault_counts().bytes_written, max_written(disk, layout));
+    for (const auto &[file, page] : rfs_host::memory_changed_pages(before, rfs_host::memory_files()))
+        EXPECT_TRUE(may_write && index_page(disk, layout, file, page, repair)) << "wrote page " << page << " of " << file;
+}
 
-  private:
-    std::mutex mutex_;
-    std::condition_variable done_cv_;
-    bool done_ = false;
-    std::thread watch_; // last: starts when the rest is ready
-};
+// Drives `files` through the whole interface as the disk's storage, checks
+// where the library wrote, and ends the test program, saying which run it
+// was, when the run takes longer than a minute: a hang must fail.
+inline ExerciseResult exercise_and_check(const SampleDisk &disk, const rfs_host::MemoryFiles files,
+                                         const std::string &what) {
+    SCOPED_TRACE(what);
+    static char hang[256];
+    std::snprintf(hang, sizeof hang, "hang: %s took more than 60 s\n", what.c_str());
+    start(disk, files);
+    BlockLayout layout = block_layout(disk);
+    signal(SIGALRM, [](int) {
+        (void)!write(2, hang, std::strlen(hang));
+        abort();
+    });
+    alarm(60);
+    ExerciseResult r = exercise_disk(disk.path.c_str());
+    alarm(0);
+    expect_writes_in_index(disk, layout, files, true);
+    return r;
+}
 
 // Peak resident memory of this process, in MiB.
 inline long peak_rss_mb() {
