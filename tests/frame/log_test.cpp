@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <cerrno>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -11,13 +11,8 @@
 using namespace rfs;
 
 namespace {
-// "[dddd-dd-dd dd:dd:dd] ": 'd' stands for any digit.
 bool has_time_prefix(const std::string &line) {
-    const std::string shape = "[dddd-dd-dd dd:dd:dd] ";
-    if (line.size() < shape.size()) return false;
-    for (size_t i = 0; i < shape.size(); ++i)
-        if (shape[i] == 'd' ? !std::isdigit(uint8_t(line[i])) : line[i] != shape[i]) return false;
-    return true;
+    return std::regex_search(line, std::regex(R"(^\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\] )"));
 }
 } // namespace
 
