@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "frame/log.h"
+#include "posix_storage.h"
+#include "rfs.h"
 #include "support/log_capture.h"
 
 using namespace rfs;
@@ -112,4 +114,40 @@ TEST(Log, DumpSearchParam) {
                       c.channels + "integratedRecType(2):[0]0x3A " +
                       std::string("[1]0x7\0 ", 8) + "\n");
     }
+}
+
+namespace {
+
+std::vector<std::pair<int, std::string>> g_seen; // what the output sink got
+
+void collect(int kind, const char *text, void *user) {
+    EXPECT_EQ(user, &g_seen);
+    g_seen.emplace_back(kind, text);
+}
+
+} // namespace
+
+// What the library prints and reports through perror reaches the output sink
+// instead of the console, and only then.
+TEST(Log, PrintsAndPerrorLinesReachTheOutputSink) {
+    rfs_host::install_posix();
+    rfs_set_output_sink(collect, &g_seen);
+    errno = 0;
+    EXPECT_EQ(rfs_get_data_file_size(40), -1);
+    EXPECT_EQ(rfs_format_is_valid("/no/such/rfs/disk"), -1);
+    EXPECT_EQ(errno, ENOENT); // the sink leaves errno as the failure set it
+    rfs_set_output_sink(nullptr, nullptr);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    rfs_get_data_file_size(41);
+    rfs_format_is_valid("/no/such/rfs/disk");
+    std::string printed = testing::internal::GetCapturedStdout(), perrored = testing::internal::GetCapturedStderr();
+
+    const std::vector<std::pair<int, std::string>> expected = {
+        {RFS_OUTPUT_PRINT, "id is oversize!"},
+        {RFS_OUTPUT_PERROR, "open disk:: No such file or directory\n"},
+    };
+    EXPECT_EQ(g_seen, expected);
+    EXPECT_EQ(printed, "id is oversize!"); // without a sink, where they always went
+    EXPECT_EQ(perrored, "open disk:: No such file or directory\n");
 }

@@ -110,19 +110,12 @@ TEST(Time, HourBackAgreesWithTheConversion) {
             << int(t.minute) << ':' << int(t.second);
         return fast;
     };
-    time_t jan1 = 0;
-    auto date_of = [&](int day) { // the calendar date jan1 + day
-        time_t at = jan1 + time_t(day) * 86400;
-        struct tm tm {};
-        gmtime_r(&at, &tm);
-        return dt(tm.tm_year - 100, tm.tm_mon + 1, tm.tm_mday, 0, 0, 0);
-    };
     for (const Zone &zone : zones) {
         SCOPED_TRACE(zone.tz);
         if (zone.tz[0] == ':' && access("/usr/share/zoneinfo/Europe/Moscow", R_OK) != 0) continue;
         ZoneGuard guard(zone.tz);
         forget_local_hours();
-        jan1 = time_t(datetime_as_utc_seconds(dt(zone.year - 2000, 1, 1, 0, 0, 0)));
+        const time_t jan1 = time_t(datetime_as_utc_seconds(dt(zone.year - 2000, 1, 1, 0, 0, 0)));
         // Every 9th day of the year, and the days around a change of the
         // zone's offset, hour by hour; every 13th second of an hour that is
         // not plainly the hour before.
@@ -139,7 +132,8 @@ TEST(Time, HourBackAgreesWithTheConversion) {
         int changes = 0;
         for (int day : days)
             for (int h = 1; h < 24; ++h) {
-                RfsDateTime t = date_of(day);
+                RfsDateTime t{};
+                usec_to_datetime(&t, (int64_t(jan1) + day * 86400LL) * 1000000); // the date jan1 + day
                 t.hour = uint8_t(h);
                 t.minute = uint8_t((h * 7 + day) % 60);
                 t.second = uint8_t((h * 13 + day) % 60);
