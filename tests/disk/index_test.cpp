@@ -55,7 +55,8 @@ TEST_F(IndexCopies, SelectionTakesTheTwoLowestUsableCopies) {
     struct Case { int p; uint8_t flags; int primary, secondary; };
     for (Case c : {Case{0, 0x0F, 0, 1}, Case{0, 0x0A, 1, 3}, Case{0, 0x08, -1, -1}, Case{0, 0x00, -1, -1},
                    Case{0, 0xF6, 1, 2}, Case{16, 0x0F, -1, -1}, Case{-1, 0x0F, -1, -1}}) {
-        rfs::DiskParamBlock b;
+        rfs::DiskParamBlock b; // every byte 0x0F: a partition out of range must not find copies
+        std::fill(std::begin(b.bytes), std::end(b.bytes), 0x0F);
         b.set_index_flags(c.p >= 0 && c.p < 16 ? c.p : 0, c.flags);
         EXPECT_EQ(rfs::select_index_copy(&b, c.p, true), c.primary) << int(c.flags) << "/" << c.p;
         EXPECT_EQ(rfs::select_index_copy(&b, c.p, false), c.secondary) << int(c.flags) << "/" << c.p;
