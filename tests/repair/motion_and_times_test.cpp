@@ -69,9 +69,8 @@ TEST_F(MotionTest, SegmentsForMasksMatchingAllSomeAndNoCells) {
     const auto cells = rec::motion_cells(2, t0);
     for (int gap : {0, 3}) {
         std::vector<Seg> want;
-        int64_t last = 0;
         for (const rec::EventTruth &ev : truth_) {
-            last = 0;
+            int64_t last = 0;
             for (rec::PackedTime t : ev.motion) {
                 auto c = rec::motion_cells(2, t);
                 bool hit = false;
@@ -102,11 +101,6 @@ TEST_F(MotionTest, SegmentsForMasksMatchingAllSomeAndNoCells) {
     EXPECT_TRUE(log_.contains("write moarea err, range("));
     ev.record_id = 5u << 24;
     EXPECT_EQ(rfs_read_moarea(all, &ev, 1, &out), RFS_ERR_NO_DISK);
-    // Refusals of the day form.
-    EXPECT_EQ(rfs_read_moarea_oneday(64, 2, all, 1, &out), RFS_ERR_HANDLE);
-    EXPECT_EQ(rfs_read_moarea_oneday(handle_, 16, all, 1, &out), RFS_ERR_CHANNEL);
-    EXPECT_EQ(rfs_read_moarea_oneday(handle_ + 1, 2, all, 1, &out), RFS_ERR_SEARCH_HANDLE);
-    EXPECT_EQ(rfs_read_moarea_oneday(handle_, 3, all, 1, &out), RFS_ERR_NO_EVENTS);
 }
 
 // Partition ranges (5, 9), (0, 20), (7, 12) in scan order: the two forms
@@ -115,7 +109,6 @@ TEST_F(RepairTest, TimeRangeOverDisksAndChannelPresence) {
     RfsDateTime s{}, e{};
     EXPECT_EQ(rfs_get_start_end_time(&s, &e), 0);
     EXPECT_EQ(rfs::pack_time(s) | rfs::pack_time(e), 0u);
-    EXPECT_EQ(rfs_get_start_end_time(nullptr, &e), RFS_ERR_TIME);
 
     rec::DiskShape shape;
     shape.files_per_partition = 4;
