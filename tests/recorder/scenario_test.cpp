@@ -49,23 +49,19 @@ TEST(RecorderScenario, EveryStepKindAndItsErrors) {
     ],
     "end": "power_loss"})";
   const auto r = rec::run_scenario(text, dir.file("d.img"));
-  ASSERT_EQ(r->events().size(), 9u);
-  EXPECT_EQ(r->events()[1].chn, 6);
-  EXPECT_EQ(r->events()[1].start, rec::t("2026-05-01 00:00:07"));
-  EXPECT_EQ(r->events()[0].type_mask, rec::kAlarm | 16);
-  EXPECT_EQ(r->events()[8].state, rec::EventState::Writing);
-  EXPECT_EQ(r->pictures()[0].partition, 1);
-  EXPECT_EQ(r->labels().size(), 1u);
-  for (int k = 0; k < 4; ++k) {
-    SCOPED_TRACE(k);
-    RawDisk d(dir.file("d.img"), k);
-    expect_words(d.b, {{60, 9}, {64, 805306368}});
-    EXPECT_EQ(d.b[14], 3);
-    EXPECT_EQ(d.b[200], 7);
-    EXPECT_EQ(le16(&d.partition(0)[10]), 0x0000);  // state, repair flag
-    EXPECT_EQ(le16(&d.partition(1)[10]), 0x0100);
-    EXPECT_EQ(le16(&d.partition(2)[10]), 0x0102);
-    EXPECT_EQ(tag(d.partition(1).data()), k == 3 ? "Xart" : "Part");
+  const auto& e = r->events();
+  ASSERT_EQ(e.size(), 9u);
+  EXPECT_EQ(std::tuple(e[1].chn, e[1].start, e[0].type_mask), std::tuple(6, rec::t("2026-05-01 00:00:07"), rec::kAlarm | 16));
+  EXPECT_EQ(e[8].state, rec::EventState::Writing);
+  EXPECT_EQ(std::pair(r->pictures()[0].partition, r->labels().size()), std::pair(1, size_t(1)));
+  const RawDisk d(dir.file("d.img"));
+  expect_words(d.b, {{60, 9}, {64, 805306368}});
+  EXPECT_EQ(std::pair(int(d.b[14]), int(d.b[200])), std::pair(3, 7));  // disk state, index flags
+  for (int k = 0; k < 4; ++k) {  // each partition's state and repair flag, in every copy
+    const RawDisk copy(dir.file("d.img"), k);
+    EXPECT_EQ(std::vector<int>({le16(&copy.partition(0)[10]), le16(&copy.partition(1)[10]), le16(&copy.partition(2)[10])}),
+              std::vector<int>({0, 0x100, 0x102})) << k;
+    EXPECT_EQ(tag(copy.partition(1).data()), k == 3 ? "Xart" : "Part") << k;
   }
 
   for (const char* broken : {R"({"steps": [{"op": "fly"}]})", R"({"steps": [{"op": "record"}]})",
