@@ -3,10 +3,8 @@
 // what the library left on disk from outside it.
 #pragma once
 
-#include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "disk/layout.h"
 #include "disk/registry.h"
@@ -14,6 +12,7 @@
 #include "fault_storage.h"
 #include "posix_storage.h"
 #include "recorder.h"
+#include "recorder/disk_view.h"
 #include "rfs.h"
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
@@ -22,19 +21,8 @@ using Bytes = std::vector<uint8_t>;
 
 inline Bytes le32(uint32_t v) { return {uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24)}; }
 
-inline Bytes read_file(const std::string &file, uint64_t off, size_t len) {
-    Bytes out(len);
-    int fd = ::open(file.c_str(), O_RDONLY);
-    out.resize(size_t(std::max<ssize_t>(::pread(fd, out.data(), len, off_t(off)), 0)));
-    ::close(fd);
-    return out;
-}
-
-inline void write_file(const std::string &file, uint64_t off, const Bytes &bytes) {
-    int fd = ::open(file.c_str(), O_WRONLY);
-    (void)!::pwrite(fd, bytes.data(), bytes.size(), off_t(off));
-    ::close(fd);
-}
+inline Bytes read_file(const std::string &file, uint64_t off, size_t len) { return rectest::File(file).read(off, len); }
+inline void write_file(const std::string &file, uint64_t off, const Bytes &bytes) { rectest::write_at(file, off, bytes); }
 
 // The parameter block stored in `file` at byte 128.
 inline rfs::DiskParamBlock block_in(const std::string &file) {

@@ -48,16 +48,19 @@ class File {
     return b;
   }
   uint64_t size() const { return static_cast<uint64_t>(::lseek(fd_, 0, SEEK_END)); }
+  // Calls fn(offset, length) on each data range of a sparse file, 1 MiB at a time.
+  template <typename Fn>
+  void each_data_piece(Fn fn) const {
+    for (off_t pos = 0, from; (from = ::lseek(fd_, pos, SEEK_DATA)) >= 0;)
+      for (pos = ::lseek(fd_, from, SEEK_HOLE); from < pos; from += 1 << 20)
+        fn(static_cast<uint64_t>(from), static_cast<size_t>(std::min<off_t>(pos - from, 1 << 20)));
+  }
   // Same size and the same bytes in every data range of either sparse file.
   bool same_as(const File& o) const {
-    if (size() != o.size()) return false;
+    bool same = size() == o.size();
     for (const File* f : {this, &o})
-      for (off_t pos = 0, from; (from = ::lseek(f->fd_, pos, SEEK_DATA)) >= 0;)
-        for (pos = ::lseek(f->fd_, from, SEEK_HOLE); from < pos; from += 1 << 20) {
-          const size_t n = static_cast<size_t>(std::min<off_t>(pos - from, 1 << 20));
-          if (read(from, n) != o.read(from, n)) return false;
-        }
-    return true;
+      f->each_data_piece([&](uint64_t from, size_t n) { same = same && read(from, n) == o.read(from, n); });
+    return same;
   }
 
  private:

@@ -133,9 +133,7 @@ TEST_F(RepairTest, ARepairCutAtAnyWriteIsFinishedByTheNextMount) {
 // from the removed event. The reference is the library's own uncut repair.
 TEST_F(RepairTest, AFileWhoseEventWasRemovedEndsTheSameAfterACut) {
     std::string disk = power_cut(shape_of(false), every_cut_state, "raw");
-    const uint32_t entry = geometry_.event_area_off + geometry_.event_table_size * 1 + 64 * 1; // file 2, event 2
-    for (int k = 0; k < 4; ++k)
-        rectest::write_at(path("raw.cut"), geometry_.part_base[0] + uint64_t(k) * geometry_.index_copy_size + entry + 36, {0x40, 0, 0, 0});
+    patch_event_entry(path("raw.cut"), 2, 2, 36, {0x40, 0, 0, 0});
     restore("raw");
     ASSERT_EQ(rfs_add_disk(0, disk.c_str(), 0, 0, nullptr), 0);
     rfs_remove_disk(0);

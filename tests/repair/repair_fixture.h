@@ -13,16 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "disk/registry.h"
-#include "disk_alias.h"
-#include "fault_storage.h"
+#include "disk/disk_fixture.h"
 #include "frame/state.h"
-#include "posix_storage.h"
-#include "recorder.h"
 #include "recorder/disk_view.h"
-#include "rfs.h"
-#include "support/log_capture.h"
-#include "support/temp_dir.h"
 
 namespace fs = std::filesystem;
 
@@ -30,19 +23,10 @@ constexpr int kRepairChannels = 16;
 
 // Copies a sparse file's data ranges only, so multi-GB images cost little.
 inline void copy_sparse(const std::string &from, const std::string &to) {
-    int in = ::open(from.c_str(), O_RDONLY), out = ::open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    off_t size = ::lseek(in, 0, SEEK_END);
-    ASSERT_EQ(::ftruncate(out, size), 0);
-    std::vector<char> buf(1 << 20);
-    for (off_t pos = 0, from_pos; (from_pos = ::lseek(in, pos, SEEK_DATA)) >= 0;) {
-        for (pos = ::lseek(in, from_pos, SEEK_HOLE); from_pos < pos;) {
-            ssize_t n = ::pread(in, buf.data(), size_t(std::min<off_t>(pos - from_pos, off_t(buf.size()))), from_pos);
-            ASSERT_GT(n, 0);
-            ASSERT_EQ(::pwrite(out, buf.data(), size_t(n), from_pos), n);
-            from_pos += n;
-        }
-    }
-    ::close(in);
+    const rectest::File in(from);
+    int out = ::open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    ASSERT_EQ(::ftruncate(out, off_t(in.size())), 0);
+    in.each_data_piece([&](uint64_t pos, size_t n) { ASSERT_EQ(::pwrite(out, in.read(pos, n).data(), n, off_t(pos)), ssize_t(n)); });
     ::close(out);
 }
 
@@ -66,25 +50,20 @@ inline std::vector<std::string> differing_files(const std::string &a, const std:
 
 using Live = std::function<void(rec::Recorder &)>;
 
-class RepairTest : public ::testing::Test {
+class RepairTest : public DiskTest {
   public:
     void SetUp() override {
-        rfs_host::clear_aliases();
+        DiskTest::SetUp();
         // The disks are scratch copies: nothing needs to reach the platter.
         rfs_host::StorageOps ops = rfs_host::posix_ops();
         ops.sync = [](int) { return 0; };
         rfs_host::fault_install(ops);
-        rfs::g_event_index_size = 0;
-        rfs::g_max_part_file_nr = 0;
         ASSERT_EQ(rfs_init(kRepairChannels, 1), 0);
     }
     void TearDown() override {
         for (uint32_t h = 0; h < 64; ++h) rfs_find_stop(h);
-        for (int id = 0; id < rfs::kMaxDisks; ++id)
-            if (rfs::pg_disk_list[id]) rfs_remove_disk(id);
+        DiskTest::TearDown();
         rfs_exit();
-        rfs_host::fault_clear_rules();
-        rfs_set_nas_mode(0);
     }
 
     // Records `live` twice: the disk as the power cut left it (`name`, also
@@ -120,8 +99,12 @@ class RepairTest : public ::testing::Test {
         return out;
     }
 
-    TempDir tmp_;
+    // Writes `bytes` at `off` of the entry of event `event_no` of data file
+    // `file_no`, in every index copy of partition 0 of a raw disk.
+    void patch_event_entry(const std::string &file, int file_no, int event_no, uint32_t off, const rectest::Bytes &bytes) {
+        const uint64_t entry = geometry_.event_area_off + uint64_t(geometry_.event_table_size) * (file_no - 1) + 64 * (event_no - 1);
+        for (int k = 0; k < 4; ++k) rectest::write_at(file, copy_pos(0, k) + entry + off, bytes);
+    }
+
     std::vector<rec::EventTruth> events_;
-    rec::Geometry geometry_;
-    LogCapture log_;
 };

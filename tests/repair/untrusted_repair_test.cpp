@@ -12,25 +12,14 @@ void one_interrupted(rec::Recorder &r) {
                          rec::Cut::KeyFramesWritten);
 }
 
-rec::DiskShape small() {
-    rec::DiskShape shape;
-    shape.files_per_partition = 4;
-    return shape;
-}
-
 } // namespace
 
 // Each damage is bounded: the event is closed without a motion end, or
 // removed, with its log line; the partition is repaired all the same.
 TEST_F(RepairTest, DisagreeingIndexesRemoveTheEventWithALogLine) {
-    struct Case {
-        const char *what;
-        // data-file offset and bytes, or (in_index) offset in the event entry
-        std::function<std::pair<uint64_t, rectest::Bytes>(const rec::EventTruth &)> damage;
-        bool in_index;
-        int kind;
-        const char *line;
-    };
+    // damage: data-file offset and bytes, or (in_index) offset in the event entry
+    struct Case { const char *what; std::function<std::pair<uint64_t, rectest::Bytes>(const rec::EventTruth &)> damage;
+                  bool in_index; int kind; const char *line; };
     const Case cases[] = {
         {"no Iend below the newest entry",
          [](const rec::EventTruth &e) { return std::pair(uint64_t(e.kframes.back().entry_pos - 32), rectest::Bytes{0, 0, 0, 0}); },
@@ -52,14 +41,12 @@ TEST_F(RepairTest, DisagreeingIndexesRemoveTheEventWithALogLine) {
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.what);
-        std::string disk = power_cut(small(), one_interrupted, c.what);
+        std::string disk = power_cut(small_disk(), one_interrupted, c.what);
         const rec::EventTruth &ev = events_.back();
         auto [off, bytes] = c.damage(ev);
         rectest::RawDisk view(path(c.what));
         if (c.in_index)
-            for (int k = 0; k < 4; ++k)
-                rectest::write_at(path(c.what), geometry_.part_base[0] + uint64_t(k) * geometry_.index_copy_size +
-                                                    geometry_.event_area_off + 64 * (ev.event_no - 1) + off, bytes);
+            patch_event_entry(path(c.what), ev.file_no, ev.event_no, uint32_t(off), bytes);
         else
             rectest::write_at(path(c.what), view.data_file(0, ev.file_no) + off, bytes);
         log_.clear();
@@ -84,7 +71,7 @@ TEST_F(RepairTest, DisagreeingIndexesRemoveTheEventWithALogLine) {
 TEST_F(RepairTest, TheNewestEntryIsFoundAcrossScanBlocks) {
     for (int keys : {2047, 2048, 2049}) {
         SCOPED_TRACE(keys);
-        rec::DiskShape shape = small();
+        rec::DiskShape shape = small_disk();
         shape.headers_only = true;
         const std::string name = "keys" + std::to_string(keys);
         std::string disk = power_cut(shape, [&](rec::Recorder &r) {
@@ -102,7 +89,7 @@ TEST_F(RepairTest, TheNewestEntryIsFoundAcrossScanBlocks) {
 // A repair that cannot write stops: the partition is marked bad for this
 // mount, its flag stays set on disk, and the host is told.
 TEST_F(RepairTest, ARepairThatCannotWriteLeavesThePartitionFlagged) {
-    std::string disk = power_cut(small(), one_interrupted);
+    std::string disk = power_cut(small_disk(), one_interrupted);
     rfs_host::FaultRule no_writes;
     no_writes.op = rfs_host::FaultOp::write;
     rfs_host::fault_add(no_writes);
@@ -123,14 +110,10 @@ TEST_F(RepairTest, ARepairThatCannotWriteLeavesThePartitionFlagged) {
 TEST_F(RepairTest, APictureEndMarkerInTheLastBlockCountsOnNasOnly) {
     for (bool nas : {false, true}) {
         SCOPED_TRACE(nas ? "nas" : "raw");
-        rec::DiskShape shape = small();
-        shape.nas = nas;
         const std::string name = nas ? "nas" : "raw";
-        std::string disk = power_cut(shape, [](rec::Recorder &r) { r.snapshot(3, rec::t("2026-03-01 10:00:00"), 4000); }, name);
-        rfs_set_nas_mode(nas);
-        const int file_no = 1;
+        std::string disk = power_cut(small_disk(1, nas), [](rec::Recorder &r) { r.snapshot(3, rec::t("2026-03-01 10:00:00"), 4000); }, name);
         const std::string file = nas ? path(name) + "/file0" : path(name);
-        const uint64_t base = nas ? 0 : rectest::RawDisk(path(name)).data_file(0, file_no);
+        const uint64_t base = nas ? 0 : rectest::RawDisk(path(name)).data_file(0, 1);
         const uint64_t end = geometry_.file_size, block32 = end - 32ull * 8192 * 48;
         rectest::write_at(file, base + end - 96, {0, 0, 0, 0});  // the marker below the one picture
         rectest::write_at(file, base + block32, {'P', 'e', 'n', 'd', 0, 0, 0x40, 0});
