@@ -75,7 +75,6 @@ TEST_F(PlaybackTest, FirstKeyFrameLeavesOtherSearchesAlone) {
     mount();
     uint8_t channel3[2] = {0x08, 0};
     RfsSearchParam p = day("2026-03-01");
-    p.record_type = 0xFFFFFFFFull;
     p.chnBit = channel3;
     auto lookup = [](int chn) {
         void *buf = nullptr;

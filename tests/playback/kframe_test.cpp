@@ -4,10 +4,8 @@
 // Every third key frame is a 'J' with a new 'V' reference frame before it;
 // the 'K' frames between point back at the latest 'V'.
 TEST_F(PlaybackTest, ReferenceFramesComeFirstWithTheirTime) {
-    rec::RecordOptions o;
-    o.ref_every = 3;
-    o.ref_bytes = 4005; // not a multiple of 8: stored with 3 bytes of padding
-    const rec::EventTruth &ev = record_one(7, "2026-03-01 12:00:00", "2026-03-01 12:00:30", o);
+    // 4005 is not a multiple of 8: stored with 3 bytes of padding
+    const rec::EventTruth &ev = record_one(7, "2026-03-01 12:00:00", "2026-03-01 12:00:30", {.ref_bytes = 4005, .ref_every = 3});
     const std::vector<rec::KeyFrame> &kf = ev.kframes;
     ASSERT_EQ(kf[4].ref_offset, kf[3].ref_offset);
     RfsEvent e = listed(ev);
@@ -36,9 +34,7 @@ TEST_F(PlaybackTest, ReferenceFramesComeFirstWithTheirTime) {
         {0, 4, true}, {0, 4, true}, {1, 4, false}, {1, 5, false}, {1, 6, true}, {1, 6, false}};
     for (const std::vector<Step> *steps : {&after_next, &after_current})
     for (const Step &s : *steps) {
-        if (&s == &steps->front()) {
-            ASSERT_EQ(rfs_tseek(rd, &at, 1, 0, &e, 0), 0);
-        }
+        if (&s == &steps->front()) { ASSERT_EQ(rfs_tseek(rd, &at, 1, 0, &e, 0), 0); }
         SCOPED_TRACE(testing::Message() << "call " << s.call << " to " << s.kf);
         n = s.call > 0   ? rfs_get_next_kframe(rd, buf_.data(), 65536, &skip_, 1, &ft_)
             : s.call < 0 ? rfs_get_prev_kframe(rd, buf_.data(), 65536, &skip_, 1, &ft_)
@@ -55,11 +51,7 @@ TEST_F(PlaybackTest, ReferenceFramesComeFirstWithTheirTime) {
 // step reads its frame, plus the index block when it crosses into another,
 // toward newer frames and toward older ones.
 TEST_F(PlaybackTest, KeyFrameStepsCrossIndexBlocks) {
-    rec::RecordOptions o;
-    o.fps = 1;
-    o.key_interval = 1;
-    o.key_bytes = 200;
-    const rec::EventTruth &ev = record_one(8, "2026-03-01 12:00:00", "2026-03-01 12:05:00", o);
+    const rec::EventTruth &ev = record_one(8, "2026-03-01 12:00:00", "2026-03-01 12:05:00", {.fps = 1, .key_interval = 1, .key_bytes = 200});
     const std::vector<rec::KeyFrame> &kf = ev.kframes;
     ASSERT_EQ(kf.size(), 301u);
     RfsEvent e = listed(ev);

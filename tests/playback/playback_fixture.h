@@ -16,10 +16,10 @@ class PlaybackTest : public SearchTest {
     // Starts a disk; record on it and then call mount().
     rec::Recorder &recorder(bool nas) {
         nas_ = nas;
+        path_ = tmp_.file(nas ? "nas" : "disk.img");
         rec::DiskShape shape;
         shape.nas = nas;
         shape.files_per_partition = 4;
-        path_ = tmp_.file(nas ? "nas" : "disk.img");
         rec_ = std::make_unique<rec::Recorder>(shape, path_);
         return *rec_;
     }

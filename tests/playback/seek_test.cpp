@@ -19,14 +19,8 @@ TEST_F(PlaybackTest, SeeksLandOnTheKeyFrameTheirModeAsksFor) {
     other_disk.disk = 1;
     free_file.file_no = 3;
     const rec::PackedTime between = add_seconds(kf[5].time, 1);
-    struct Case {
-        const char *what;
-        const RfsEvent *event; // or else a seek on the key record
-        const RfsEventKey *key;
-        rec::PackedTime at;
-        int mode, result, kf;
-        const char *log;
-    } cases[] = {
+    // (what, the event or else the key record a seek is on, time, mode, result, key frame, log line)
+    struct Case { const char *what; const RfsEvent *event; const RfsEventKey *key; rec::PackedTime at; int mode, result, kf; const char *log; } cases[] = {
         {"at a key frame, at or before", &e, nullptr, kf[5].time, 1, 0, 5, nullptr},
         {"at a key frame, at or after", &e, nullptr, kf[5].time, 0, 0, 5, nullptr},
         {"between, at or before", &e, nullptr, between, 1, 0, 5, nullptr},
@@ -52,15 +46,13 @@ TEST_F(PlaybackTest, SeeksLandOnTheKeyFrameTheirModeAsksFor) {
     for (const Case &c : cases) {
         RfsDateTime at = dt(c.at);
         uint64_t reads = rfs_host::fault_counts().reads;
-        expect_codes({{c.what, [&] {
-                           return c.event ? rfs_tseek(rd, &at, c.mode, 0, c.event, 0)
-                                          : rfs_tseek_for_index(rd, &at, c.mode, 0, c.key);
-                       }, c.result, c.log}});
+        auto seek = [&] { return c.event ? rfs_tseek(rd, &at, c.mode, 0, c.event, 0) : rfs_tseek_for_index(rd, &at, c.mode, 0, c.key); };
+        expect_codes({{c.what, seek, c.result, c.log}});
         // A few index blocks at most, and the event record for a key.
         EXPECT_LE(rfs_host::fault_counts().reads - reads, c.event ? 2u : 3u) << c.what;
         if (c.result == 0) {
-            EXPECT_EQ(rfs::g_read_session[rd].offset, kf[size_t(c.kf)].offset) << c.what;
-            EXPECT_EQ(rfs::g_read_session[rd].cur_index, int32_t(kf[size_t(c.kf)].entry_pos / 32)) << c.what;
+            EXPECT_EQ(std::make_pair(rfs::g_read_session[rd].offset, rfs::g_read_session[rd].cur_index),
+                      std::make_pair(kf[size_t(c.kf)].offset, int32_t(kf[size_t(c.kf)].entry_pos / 32))) << c.what;
         }
     }
     // A key-record seek then reads the stored stream from its key frame on.

@@ -11,9 +11,8 @@ class StreamTest : public PlaybackTest, public ::testing::WithParamInterface<std
 // 4 KB boundary; a seek into the middle starts at a key frame (or its
 // reference frame) anywhere in a block.
 TEST_P(StreamTest, DeliversTheStoredBytes) {
-    rec::RecordOptions o;
-    o.ref_every = std::get<1>(GetParam());
-    o.ref_bytes = 4003; // 4043 bytes with the header: 5 bytes of padding to 8
+    // 4043 bytes with the header: 5 bytes of padding to 8
+    rec::RecordOptions o{.ref_bytes = 4003, .ref_every = std::get<1>(GetParam())};
     rec::Recorder &r = recorder(std::get<0>(GetParam()));
     r.record(1, rec::t("2026-03-01 10:00:00"), rec::t("2026-03-01 10:00:40"), rec::kTimed, o);
     r.record(1, rec::t("2026-03-01 10:05:00"), rec::t("2026-03-01 10:05:30"), rec::kMotion, o);
@@ -47,9 +46,7 @@ INSTANTIATE_TEST_SUITE_P(RawAndNas, StreamTest,
 // 'P' frames after the closing key frame count in data_size; the tail check
 // ends the readable data with the newest key frame.
 TEST_F(PlaybackTest, TailCheckEndsWithTheNewestKeyFrame) {
-    rec::RecordOptions o;
-    o.tail_frames = 10;
-    const rec::EventTruth &ev = record_one(2, "2026-03-01 11:00:00", "2026-03-01 11:00:20", o);
+    const rec::EventTruth &ev = record_one(2, "2026-03-01 11:00:00", "2026-03-01 11:00:20", {.tail_frames = 10});
     const rec::KeyFrame &newest = ev.kframes.back();
     std::vector<uint8_t> all = rec_->stream(ev);
     ASSERT_EQ(all.size(), ev.data_size);
