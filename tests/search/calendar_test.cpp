@@ -23,8 +23,7 @@ void months(rec::Recorder &r) {
     const rec::EventTruth &four = r.events().back();
     std::vector<uint8_t> word(4);
     rfs::store_le32(word.data(), 1u << 31 | 1u << 9);
-    for (int k = 0; k < 4; ++k)
-        r.damage_index_copy(four.partition, k, rec::kFileTableOffset + rfs::index_file_info::kSize * (four.file_no - 1) + rfs::index_file_info::kDayMap, word);
+    for (int k = 0; k < 4; ++k) r.damage_index_copy(four.partition, k, rec::kFileTableOffset + rfs::index_file_info::kSize * (four.file_no - 1) + rfs::index_file_info::kDayMap, word);
     record(r, 6, "2026-03-20 10:00:00", "2026-03-20 10:00:10", rec::kTimed);
     const rec::EventTruth &six = r.events().back();
     const rec::Geometry &g = r.geometry();
@@ -57,13 +56,7 @@ TEST_P(CalendarTest, RecordDaysByTypeAndChannel) {
     mount_months();
     static uint8_t only_7[1] = {0x80};
     // (month, record_type, channels, day entry -> types, channel -> day bits)
-    struct Case {
-        const char *month;
-        uint64_t types;
-        uint8_t *channels;
-        std::map<int, uint64_t> days;
-        std::map<int, uint32_t> channel_days;
-    } cases[] = {
+    struct Case { const char *month; uint64_t types; uint8_t *channels; std::map<int, uint64_t> days; std::map<int, uint32_t> channel_days; } cases[] = {
         {"2024-02", ~0ull, nullptr, {{28, mask(rec::kTimed)}}, {{0, 1u << 29}}},
         {"2026-02", ~0ull, nullptr, {{27, mask(rec::kMotion)}}, {{1, 1u << 28}}},
         // channel 3's file started in March: April shows only channel 2

@@ -64,7 +64,7 @@ class LabelTest : public SearchTest, public ::testing::WithParamInterface<bool> 
 };
 INSTANTIATE_TEST_SUITE_P(RawAndNas, LabelTest, ::testing::Bool());
 
-TEST_P(LabelTest, SearchesByKeywordChannelAndTimeInBothHalves) {
+TEST_P(LabelTest, SearchesAndMonthMapByKeywordChannelAndTimeInBothHalves) {
     mount(0, "a");
     // The head as the mount recomputed it: ranges of the valid labels per half.
     const rfs::LabelHead &h = rfs::pg_disk_list[0]->label_head;
@@ -94,8 +94,7 @@ TEST_P(LabelTest, SearchesByKeywordChannelAndTimeInBothHalves) {
     ASSERT_EQ(rfs_find_label_start(&p, "o"), 0);
     RfsLabelList l{};
     ASSERT_EQ(rfs_get_label(1, &l), 0);
-    EXPECT_EQ(std::make_tuple(l.list[0].extra_word1, l.list[0].extra_word2, l.list[0].extra_half),
-              std::make_tuple(11u, 12u, uint16_t(13)));
+    EXPECT_EQ(std::make_tuple(l.list[0].extra_word1, l.list[0].extra_word2, l.list[0].extra_half), std::make_tuple(11u, 12u, uint16_t(13)));
     ASSERT_EQ(rfs_find_label_start(&p, ""), 0);
     ASSERT_EQ(rfs_get_label(4, &l), 0);
     EXPECT_EQ(std::string(l.list[0].text, 40), std::string(40, 'x'));
@@ -108,17 +107,13 @@ TEST_P(LabelTest, SearchesByKeywordChannelAndTimeInBothHalves) {
     EXPECT_EQ(l.count, kFillers);
     EXPECT_EQ(rfs_find_label_stop(), 0);
     EXPECT_EQ(listed_labels(), (std::map<int, std::vector<int>>{}));
-}
-
-// Days with a valid label of a selected channel: not the deleted label of
-// the 2nd nor the state-0 label of the 5th.
-TEST_P(LabelTest, MonthMapMarksDaysWithValidLabels) {
-    mount(0, "a");
+    // The month map: days with a valid label of a selected channel, not the
+    // deleted label of the 2nd nor the state-0 label of the 5th.
     static uint8_t chn_2[1] = {0x04};
     for (uint8_t *channels : {(uint8_t *)nullptr, chn_2}) {
-        RfsSearchParam p = month("2026-03", 2);
-        if (channels) p.chnBit = channels;
-        RfsMonthResult m = calendar(p);
+        RfsSearchParam month_map = month("2026-03", 2);
+        if (channels) month_map.chnBit = channels;
+        RfsMonthResult m = calendar(month_map);
         std::vector<int> days = channels ? std::vector<int>{0} : std::vector<int>{0, 2, 3};
         for (int d = 0; d < 31; ++d) EXPECT_EQ(m.day_types[d], std::count(days.begin(), days.end(), d) ? 1u : 0u) << d;
         for (uint32_t c : m.channel_days) EXPECT_EQ(c, 0u);
@@ -150,8 +145,7 @@ TEST_P(LabelTest, UnreadableAreasAndMissingEndRecord) {
         log_.clear();
         EXPECT_EQ(rfs_find_label_start(&p, ""), -1);
         EXPECT_EQ(rfs_find_start(&label_month, &m, 0), -1);
-        EXPECT_TRUE(log_.contains(c.search_line));
-        EXPECT_TRUE(log_.contains(c.month_line));
+        EXPECT_TRUE(log_.contains(c.search_line) && log_.contains(c.month_line));
         rfs_host::fault_clear_rules();
     }
     // No Lend record, and a stored end-record number beyond the area.

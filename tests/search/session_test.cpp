@@ -38,27 +38,21 @@ TEST_F(SearchTest, PoolOfSixtyFourSessions) {
     rfs::g_search[3].event_cursor[1] = 7;
     RfsEventList merged{reinterpret_cast<RfsEvent *>(8), 9};
     EXPECT_EQ(search(day("2026-03-01", 2), &merged), 3);
-    EXPECT_EQ(std::make_tuple(merged.list, merged.count, rfs::g_search[3].event_cursor[1]),
-              std::make_tuple((RfsEvent *)nullptr, 0, -1));
+    EXPECT_EQ(std::make_tuple(merged.list, merged.count, rfs::g_search[3].event_cursor[1]), std::make_tuple((RfsEvent *)nullptr, 0, -1));
 }
 
 // Steps back one day at a time until channel 0 holds enough events, and
 // leaves the last day searched in the caller's range. Days no partition's
 // record range meets (03-04 here) are stepped over without a collection.
 TEST_F(SearchTest, MostRecentStepsBackOneDayAtATime) {
-    rec::DiskShape shape;
-    shape.partitions = 2; // the second stays empty: no say in the oldest recording
-    shape.headers_only = true;
-    shape.keep_truth = false;
-    rec::RecordOptions o;
-    o.fps = 1;
-    make_disk(shape, [&](rec::Recorder &r) {
-        for (std::string d : {"2026-02-28", "2026-03-03"})
-            r.record(0, at(d + " 08:00:00"), at(d + " 08:05:00"), rec::kTimed, o);
+    // Two partitions each; the second stays empty: no say in the oldest recording.
+    make_disk(headers_only(2), [](rec::Recorder &r) {
+        record(r, 0, "2026-02-28 08:00:00", "2026-02-28 08:05:00", rec::kTimed);
+        record(r, 0, "2026-03-03 08:00:00", "2026-03-03 08:05:00", rec::kTimed);
     }, "a");
-    make_disk(shape, [&](rec::Recorder &r) {
-        r.record(0, at("2026-03-05 08:00:00"), at("2026-03-05 08:05:00"), rec::kTimed, o);
-        r.record(1, at("2026-03-05 09:00:00"), at("2026-03-05 09:05:00"), rec::kTimed, o);
+    make_disk(headers_only(2), [](rec::Recorder &r) {
+        record(r, 0, "2026-03-05 08:00:00", "2026-03-05 08:05:00", rec::kTimed);
+        record(r, 1, "2026-03-05 09:00:00", "2026-03-05 09:05:00", rec::kTimed);
     }, "b");
     mount(0, "a");
     mount(1, "b");
@@ -90,9 +84,7 @@ TEST_F(SearchTest, MostRecentStepsBackOneDayAtATime) {
         EXPECT_EQ(std::min(h, 0), c.result);
         EXPECT_EQ(h >= 0 ? rfs::g_search[h].data_len[0] : 0, c.chn0);
         EXPECT_EQ(rec::format_time(rfs::pack_time(p.start)).substr(0, 10), c.last_day);
-        if (h >= 0) {
-            EXPECT_EQ(rec::format_time(rfs::pack_time(p.end)), std::string(c.last_day) + " 23:59:59");
-        }
+        if (h >= 0) { EXPECT_EQ(rec::format_time(rfs::pack_time(p.end)), std::string(c.last_day) + " 23:59:59"); }
         size_t collections = 0;
         for (size_t at = 0; (at = printed.find("all disk rec:\n", at)) != std::string::npos; ++at) ++collections;
         EXPECT_EQ(collections, c.days);
