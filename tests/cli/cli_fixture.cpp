@@ -1,13 +1,14 @@
 #include "cli_fixture.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <stdexcept>
+#include <string_view>
 #include <sys/wait.h>
 
 namespace fs = std::filesystem;
@@ -37,8 +38,6 @@ const rec::KeyFrame &key_frame_at(const rec::EventTruth &ev, rec::PackedTime at)
     return *kf;
 }
 
-bool has_ref(const rec::KeyFrame &k) { return k.ref_length != 0 && k.ref_offset != k.offset; }
-
 } // namespace
 
 RunResult run_rfs(const std::vector<std::string> &args, const RunOptions &o) {
@@ -55,42 +54,25 @@ RunResult run_rfs(const std::vector<std::string> &args, const RunOptions &o) {
     return r;
 }
 
-namespace {
-
-uint64_t fnv(uint64_t h, const uint8_t *p, size_t n) {
-    for (size_t i = 0; i < n; ++i) h = (h ^ p[i]) * 1099511628211ull;
-    return h;
-}
-
-uint64_t file_digest(const std::string &path) {
+std::string disk_digest(const std::string &path) {
+    std::string digest;
+    if (fs::is_directory(path)) {
+        std::set<std::string> names;
+        for (const auto &e : fs::directory_iterator(path)) names.insert(e.path().filename().string());
+        for (const std::string &n : names) digest += n + ":" + disk_digest(path + "/" + n) + " ";
+        return digest;
+    }
     int fd = open(path.c_str(), O_RDONLY);
-    if (fd < 0) return 0;
-    uint64_t h = 14695981039346656037ull;
-    std::vector<uint8_t> buf(1 << 20);
-    for (off_t at = lseek(fd, 0, SEEK_DATA); at >= 0; at = lseek(fd, at, SEEK_DATA)) {
-        off_t end = lseek(fd, at, SEEK_HOLE);
-        for (; at < end;) {
-            ssize_t n = pread(fd, buf.data(), std::min<size_t>(buf.size(), size_t(end - at)), at);
-            if (n <= 0) break;
-            h = fnv(fnv(h, reinterpret_cast<const uint8_t *>(&at), sizeof at), buf.data(), size_t(n));
+    std::vector<char> buf(1 << 20);
+    for (off_t at = 0, end; fd >= 0 && (at = lseek(fd, at, SEEK_DATA)) >= 0; at = end)
+        for (end = lseek(fd, at, SEEK_HOLE); at < end;) {
+            ssize_t n = pread(fd, buf.data(), size_t(std::min<off_t>(off_t(buf.size()), end - at)), at);
+            if (n <= 0) return digest + "unreadable";
+            digest += std::to_string(at) + ":" + std::to_string(std::hash<std::string_view>{}({buf.data(), size_t(n)})) + " ";
             at += n;
         }
-        if (at < end) break;
-    }
-    off_t size = lseek(fd, 0, SEEK_END);
-    close(fd);
-    return fnv(h, reinterpret_cast<const uint8_t *>(&size), sizeof size);
-}
-
-} // namespace
-
-std::string disk_digest(const std::string &path) {
-    if (!fs::is_directory(path)) return std::to_string(file_digest(path));
-    std::vector<std::string> names;
-    for (const auto &e : fs::directory_iterator(path)) names.push_back(e.path().filename().string());
-    std::sort(names.begin(), names.end());
-    std::string digest;
-    for (const std::string &n : names) digest += n + ":" + std::to_string(file_digest(path + "/" + n)) + " ";
+    digest += "size " + std::to_string(fd < 0 ? -1 : lseek(fd, 0, SEEK_END));
+    if (fd >= 0) close(fd);
     return digest;
 }
 
@@ -99,28 +81,48 @@ std::vector<uint8_t> read_file(const std::string &path) {
     return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-void CliDiskTest::SetUp() {
+std::vector<int> ints(const rfs_json::Value &array) {
+    std::vector<int> out;
+    for (const rfs_json::Value &i : array.items()) out.push_back(i.get<int>());
+    return out;
+}
+
+rec::DiskShape disk_shape(int files_per_partition, bool nas, bool headers_only) {
     rec::DiskShape shape;
-    shape.files_per_partition = 8;
-    shape.nas = nas();
+    shape.files_per_partition = files_per_partition;
+    shape.nas = nas;
+    shape.headers_only = headers_only;
+    return shape;
+}
+
+rec::Recorder &RecorderDiskTest::make_disk(int files_per_partition, bool headers_only) {
     disk_ = dir_.file(nas() ? "nas" : "disk.img");
-    rec_ = std::make_unique<rec::Recorder>(shape, disk_);
-    rec::RecordOptions o;
-    o.fps = 10;
-    o.key_interval = 20;
-    o.key_bytes = 6000;
-    o.p_bytes = 600;
-    rec::RecordOptions refs = o, skipped = o;
-    refs.ref_every = 2;
+    rec_ = std::make_unique<rec::Recorder>(disk_shape(files_per_partition, nas(), headers_only), disk_);
+    return *rec_;
+}
+
+rfs_json::Value RecorderDiskTest::json(std::vector<std::string> args, int code) {
+    args.insert(args.begin() + 1, disk_);
+    args.push_back("--json");
+    RunResult r = run_rfs(args);
+    EXPECT_EQ(r.code, code) << r.err;
+    return rfs_json::Value::parse(r.out);
+}
+
+std::string raw_or_nas(const ::testing::TestParamInfo<bool> &info) { return info.param ? "Nas" : "Raw"; }
+
+void CliDiskTest::SetUp() {
+    rec::Recorder &r = make_disk(8);
+    rec::RecordOptions o{.fps = 10, .key_interval = 20, .key_bytes = 6000, .p_bytes = 600}, skipped = o;
     skipped.skip_flag = 1;
     using rec::t;
-    rec_->record(0, t("2026-03-01 08:00:00"), t("2026-03-01 08:02:00"), rec::kTimed, o);
-    rec_->record(0, t("2026-03-01 10:00:00"), t("2026-03-01 10:01:00"), rec::kMotion, o);
-    rec_->record(1, t("2026-03-01 09:00:00"), t("2026-03-01 09:01:30"), rec::kMotion | rec::kAlarm, refs);
-    rec_->record(3, t("2026-03-01 23:59:30"), t("2026-03-02 00:00:30"), rec::kAlarm, o);
-    rec_->record(2, t("2026-03-02 00:00:00"), t("2026-03-02 00:00:40"), rec::kManual, o);
-    rec_->record(2, t("2026-03-02 01:00:00"), t("2026-03-02 01:00:20"), rec::kTimed, skipped);
-    rec_->finish();
+    r.record(0, t("2026-03-01 08:00:00"), t("2026-03-01 08:02:00"), rec::kTimed, o);
+    r.record(0, t("2026-03-01 10:00:00"), t("2026-03-01 10:01:00"), rec::kMotion, o);
+    r.record(1, t("2026-03-01 09:00:00"), t("2026-03-01 09:01:30"), rec::kMotion | rec::kAlarm, o);
+    r.record(3, t("2026-03-01 23:59:30"), t("2026-03-02 00:00:30"), rec::kAlarm, o);
+    r.record(2, t("2026-03-02 00:00:00"), t("2026-03-02 00:00:40"), rec::kManual, o);
+    r.record(2, t("2026-03-02 01:00:00"), t("2026-03-02 01:00:20"), rec::kTimed, skipped);
+    r.finish();
 }
 
 const rec::EventTruth &CliDiskTest::event(int chn, const std::string &start) const {
@@ -137,23 +139,12 @@ std::vector<uint8_t> CliDiskTest::stored(const rec::EventTruth &ev, uint32_t off
 
 std::vector<uint8_t> CliDiskTest::playback(const rec::EventTruth &ev, const std::string &at) const {
     const rec::KeyFrame &k = key_frame_at(ev, rec::t(at));
-    std::vector<uint8_t> out;
-    if (has_ref(k)) out = stored(ev, k.ref_offset, (k.ref_length + 7) & ~7u);
-    std::vector<uint8_t> rest = stored(ev, k.offset, ev.data_start + ev.data_size - k.offset);
-    out.insert(out.end(), rest.begin(), rest.end());
-    return out;
+    return stored(ev, k.offset, ev.data_start + ev.data_size - k.offset);
 }
 
 std::vector<uint8_t> CliDiskTest::key_frames(const rec::EventTruth &ev, const std::string &at) const {
-    const rec::KeyFrame *k = &key_frame_at(ev, rec::t(at));
     std::vector<uint8_t> out;
-    uint32_t last_ref = 0;
-    for (; k != ev.kframes.data() + ev.kframes.size(); ++k) {
-        if (has_ref(*k) && k->ref_offset != last_ref) {
-            std::vector<uint8_t> ref = stored(ev, k->ref_offset, k->ref_length);
-            out.insert(out.end(), ref.begin(), ref.end());
-            last_ref = k->ref_offset;
-        }
+    for (const rec::KeyFrame *k = &key_frame_at(ev, rec::t(at)); k != ev.kframes.data() + ev.kframes.size(); ++k) {
         std::vector<uint8_t> frame = stored(ev, k->offset, k->length);
         out.insert(out.end(), frame.begin(), frame.end());
     }
