@@ -74,6 +74,25 @@ TEST_F(RepairTest, EveryCutStateIsRepairedToTheModelOnRawAndNas) {
         EXPECT_EQ(seen, want);
         EXPECT_EQ(actions(0)[5].flags, RFS_REPAIR_NUMBER_FIXED);
 
+        // The files the repair closed are listed like any other: five whole
+        // events and the three the cut left closed.
+        std::vector<uint8_t> every(kRepairChannels / 8, 0xFF);
+        RfsSearchParam q{};
+        q.search_type = 3;
+        q.chnCnt = kRepairChannels;
+        q.record_type = ~0ull;
+        q.chnBit = every.data();
+        rfs::unpack_time(rec::t("2026-03-01 00:00:00"), &q.start);
+        rfs::unpack_time(rec::t("2026-03-01 23:59:59"), &q.end);
+        RfsEventList ignored{};
+        const int h = rfs_find_start(&q, &ignored, 0);
+        int listed = 0;
+        for (int c = 1; c <= 6; ++c) {
+            RfsEventList l{};
+            if (rfs_get_event(uint32_t(h), c, &l) == 0) listed += l.count;
+        }
+        EXPECT_EQ(listed, 8);
+
         // A second mount finds nothing left to do and writes nothing.
         rfs_host::fault_reset_counts();
         ASSERT_EQ(rfs_add_disk(0, disk.c_str(), 0, 0, nullptr), 0);
