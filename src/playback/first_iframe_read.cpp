@@ -20,6 +20,12 @@ namespace rfs {
 namespace {
 
 constexpr int64_t kBatch = 300;
+// The most this lookup allocates for one key frame and its reference frame.
+// The recorder's format sets no limit short of the data file (up to 1 GiB),
+// but a key frame, even of a high-resolution camera, takes a few MiB; a
+// longer one comes from a damaged or tampered index and is refused before a
+// byte is allocated. A host that passes its own buffer decides for itself.
+constexpr uint64_t kMaxAllocatedFrame = 16u << 20;
 namespace ie = iframe_entry;
 
 struct Batch {
@@ -114,6 +120,8 @@ int read_frame(const Batch &b, const uint8_t *entry, bool with_ref, void **buf, 
     bool ours = *buf == nullptr;
     if (!ours && uint64_t(*len) < need) {
         rfs_log("buf is small %d, %d\n", *len, int(need));
+    } else if (ours && need > kMaxAllocatedFrame) {
+        rfs_log("iframe length is too long! iframeLength = %d len = %d\n", int(need), int(kMaxAllocatedFrame));
     } else if (check_header(b, entry, with_ref) != 0) {
         // logged by the check
     } else if (ours && !frame_on_disk(b, entry, with_ref)) {

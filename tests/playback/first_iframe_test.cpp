@@ -103,3 +103,33 @@ TEST_F(PlaybackTest, FirstKeyFrameLeavesOtherSearchesAlone) {
         rfs_find_stop(uint32_t(h));
     }
 }
+
+// A key frame's length comes from the index: the library allocates at most
+// 16 MiB for one, while a host buffer of the frame's size takes any length
+// the data file holds. The frame header stays valid in every row.
+TEST_F(PlaybackTest, FirstKeyFrameAllocationIsCapped) {
+    const rec::EventTruth &ev = record_one(3, "2026-03-01 10:00:00", "2026-03-01 10:01:00");
+    const rec::KeyFrame &k = ev.kframes.front();
+    const uint64_t entry = rec_->geometry().data_file_base(ev.partition, ev.file_no) + k.entry_pos;
+    constexpr uint32_t kCap = 16u << 20;
+    struct Row {
+        uint32_t length;
+        bool host_buffer;
+        int rc;
+    };
+    for (const Row &row : {Row{kCap, false, 0}, Row{kCap + 1, false, -1}, Row{kCap + 1, true, 0}}) {
+        SCOPED_TRACE(testing::Message() << row.length << (row.host_buffer ? " host" : " library"));
+        poke(path_, entry + 12, row.length);
+        std::vector<uint8_t> mine(row.host_buffer ? row.length : 0);
+        void *buf = row.host_buffer ? mine.data() : nullptr;
+        int len = int(mine.size());
+        log_.clear();
+        EXPECT_EQ(first_iframe(3, "09:00:00", "10:00:00", &buf, &len), row.rc);
+        EXPECT_EQ(len, row.rc == 0 ? int(row.length) : 0);
+        EXPECT_EQ(log_.contains("iframe length is too long!"), row.rc != 0);
+        if (!row.host_buffer) {
+            EXPECT_EQ(buf != nullptr, row.rc == 0);
+            std::free(buf);
+        }
+    }
+}
