@@ -356,7 +356,10 @@ RFS_API int rfs_get_prev_kframe(int rd, void *buf, int len, unsigned *head_skip,
                                 RfsDateTime *frame_time) RFS_NOEXCEPT;
 RFS_API int rfs_get_current_kframe(int rd, void *buf, int len, unsigned *head_skip,
                                    RfsDateTime *frame_time) RFS_NOEXCEPT;
-/* The frame returned in *buf is a malloc block the host frees with free(). */
+/* The frame returned in *buf is a malloc block the host frees with free().
+ * The library allocates at most 16 MiB (key frame and reference frame
+ * together); a longer frame gives -1 and "iframe length is too long!"
+ * unless the host passes its own buffer (*buf non-null, *len its size). */
 RFS_API int rfs_get_first_iframe(int chn, RfsDateTime start, RfsDateTime end, void **buf,
                                  int *len) RFS_NOEXCEPT;
 
